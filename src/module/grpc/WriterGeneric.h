@@ -1,0 +1,18 @@
+#pragma once
+
+#include <grpcpp/support/byte_buffer.h>
+
+#include <memory>
+
+namespace corvalux::grpc {
+
+/// What a publisher knows of a stream: it takes messages that are serialised already.
+class WriterGeneric {
+ public:
+  virtual ~WriterGeneric() = default;
+
+  /// Takes a share of `message` and returns at once: it never waits for the client.
+  virtual void Write(std::shared_ptr<::grpc::ByteBuffer> message) = 0;
+};
+
+}  // namespace corvalux::grpc
