@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "engine/KeyValues.h"
+
+namespace devhost {
+
+/// What an engine may do although few do: each is within what host.h defines, and a module has to cope with it.
+enum class Misbehaviour { unknownKinds, emptyTexts, notUtf8, hugeLists, zeroCounts, duplicateKeys };
+
+/// The one that `name` stands for; throws std::invalid_argument, naming all of them, for any other text.
+Misbehaviour misbehaviourOf(const std::string& name);
+
+/// The names, separated by commas.
+std::string misbehaviourNames();
+
+/// Appends to the `count`th list of a stream what this behaviour brings. Its keys begin with "odd/", but for the empty
+/// ones. Lists with and without it alternate, so that what is reused for the next list is put to the test as well:
+///   unknownKinds   in every third list odd/unknown is a float, the list's number; in between its kinds are unknown
+///   emptyTexts     in even lists: a text, a key, and both
+///   notUtf8        in even lists: a text and a key
+///   hugeLists      in every tenth list: 20000 entries, an array of 250000 elements, a text of 100000 bytes
+///   zeroCounts     arrays of each kind, in even lists without elements, in odd ones with three
+///   duplicateKeys  in all lists: odd/twice as an unsigned integer, the list's number, and as a text
+void misbehave(Misbehaviour behaviour, uint32_t count, sim::KeyValues& list);
+
+}  // namespace devhost

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "devhost/Misbehaviour.h"
+#include "devhost/scene/Mixer.h"
+#include "engine/Engine.h"
+#include "engine/Ticker.h"
+
+namespace devhost {
+
+/// Feeds an engine with a scene while it lives: each kind of list at its own pace, on a thread of its own. Every list
+/// gets what the `misbehaviours` bring.
+/// Ownership: `engine` must outlive it.
+class Player {
+ public:
+  Player(sim::Engine& engine, const scene::MixerSettings& settings, std::vector<Misbehaviour> misbehaviours);
+
+ private:
+  std::unique_ptr<sim::Ticker> StartTicker(double hz, sim::Event event, sim::KeyValues (scene::Mixer::*next)());
+
+  sim::Engine& engine;
+  const std::vector<Misbehaviour> misbehaviours;
+  scene::Mixer mixer;
+  // After the mixer, so that the threads end before it does.
+  std::unique_ptr<sim::Ticker> fast;
+  std::unique_ptr<sim::Ticker> slow;
+  std::unique_ptr<sim::Ticker> changes;
+};
+
+}  // namespace devhost

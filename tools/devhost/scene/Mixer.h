@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+
+#include "devhost/scene/Timeline.h"
+#include "engine/KeyValues.h"
+
+namespace scene {
+
+/// A mixing desk at work, as its engine reports it: meters on two cadences, and the parameters that somebody changes.
+/// Inputs and buses count from 1; levels are dBFS, never below -120. Every list begins with "counter", which rises by
+/// one from list to list of its kind, starting at 1, so that a client sees what it missed.
+///
+/// Repeats: the nth list of a kind depends on the settings and on n alone, since each kind runs a course of its own
+/// through the same time. So they agree with each other too: a fader that moves is seen in the levels.
+/// Threads: the three functions may be called at the same time, none of them with itself.
+class Mixer {
+ public:
+  explicit Mixer(const MixerSettings& settings);
+
+  /// Levels, spectra, clips and gates of inputs; levels of buses; the engine's clock. Same keys and kinds every time.
+  sim::KeyValues NextFast();
+
+  /// Loudness, names and mean levels, and how the engine's hardware is. Same keys and kinds every time.
+  sim::KeyValues NextSlow();
+
+  /// The parameters that changed, at least one, each with a value that it did not have before.
+  sim::KeyValues NextChanges();
+
+ private:
+  MixerSettings settings;
+  Timeline fast;
+  Timeline slow;
+  Desk desk;
+  Random hardware;
+  uint32_t fastCount = 0;
+  uint32_t slowCount = 0;
+  uint32_t changesCount = 0;
+  uint32_t xruns = 0;
+};
+
+}  // namespace scene

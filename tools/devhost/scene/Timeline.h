@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "devhost/scene/Desk.h"
+#include "devhost/scene/Stage.h"
+
+namespace scene {
+
+struct MixerSettings {
+  std::size_t channels = 8;  ///< at least 1
+  uint64_t seed = 1;
+  /// Lists a second. They fix the time between two lists, however fast these are asked for. 0: never ask for one.
+  double fastHz = 25;
+  double slowHz = 2;
+  double changesHz = 2;
+};
+
+/// A mixer that runs from its first moment on, in steps of 10 ms: the same settings give the same course.
+class Timeline {
+ public:
+  explicit Timeline(const MixerSettings& settings);
+
+  /// Runs to `seconds` after the start.
+  void RunTo(double seconds);
+
+  Desk desk;
+  Stage stage;
+
+ private:
+  double changesHz;
+  int64_t steps = 0;
+  int64_t actions = 0;
+};
+
+}  // namespace scene

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "corvalux/host.h"
+#include "engine/KeyValues.h"
+
+namespace sim {
+
+enum class Event { meterFast, meterSlow, changes };
+
+const char* nameOf(Event event);
+
+struct Registration;
+
+/// Told after each call of a callback how long the module held the engine's thread. Runs on that thread.
+using CallObserver = std::function<void(Event, std::chrono::nanoseconds)>;
+
+}  // namespace sim
+
+/// A simulated engine: keeps registrations, delivers events to them, and reports misuse (see Misuse.h).
+/// Threads: everything is thread-safe. Events are delivered on the thread that emits them; one meter registration is
+///   never called twice at a time, a change registration may be.
+/// Locks: none is held while a callback runs, except that meter registration's own.
+struct CorvaluxEngine {
+ public:
+  CorvaluxEngine();
+  ~CorvaluxEngine();
+  CorvaluxEngine(const CorvaluxEngine&) = delete;
+  CorvaluxEngine& operator=(const CorvaluxEngine&) = delete;
+
+  /// Delivers a list to every registration for the event, oldest first. The list dies before this returns.
+  void Emit(sim::Event event, const sim::KeyValues& values);
+
+  /// Makes the `nth` registration from now fail (1 is the next one).
+  void RefuseRegistration(int nth);
+
+  /// What the module asked for so far, in order: "add meterFast", "remove changes", "refuse meterSlow", ...
+  std::vector<std::string> Calls() const;
+
+  /// How many callbacks are registered now.
+  std::size_t Registrations() const;
+
+  /// How many list entries the callbacks have visited so far.
+  std::size_t Visits() const { return visits; }
+  /// Told of each registration, with its user pointer, when it is made and before the module learns of it. Runs on the
+  /// thread that registers. Set before the first registration.
+  void SetRegistrationObserver(std::function<void(sim::Event, const void*)> observer) {
+    registrationObserver = std::move(observer);
+  }
+
+  /// Set before the first event.
+  void SetCallObserver(sim::CallObserver observer) { callObserver = std::move(observer); }
+
+  // What the host's functions do; a wrong thread, handle or kind is reported as misuse.
+  CallbackHandle Add(sim::Event event, EngineCallback callback, void* user);
+  /// Waits for running calls. `meters` tells which of the two removing functions was called.
+  void Remove(CallbackHandle handle, bool meters);
+
+ private:
+  CallbackHandle Enlist(sim::Event event, EngineCallback callback, void* user);
+  std::shared_ptr<sim::Registration> Take(CallbackHandle handle);
+  void Deliver(sim::Registration& registration, const sim::KeyValues& values);
+
+  mutable std::mutex mutex;
+  std::vector<std::shared_ptr<sim::Registration>> registrations;  // guarded by mutex
+  std::vector<std::shared_ptr<sim::Registration>> removed;        // guarded by mutex; kept: handles stay unique
+  std::vector<std::string> calls;                                 // guarded by mutex
+  int untilRefusal = 0;                                           // guarded by mutex; 0: none refused
+  std::atomic<std::size_t> visits = 0;
+  std::function<void(sim::Event, const void*)> registrationObserver;
+  sim::CallObserver callObserver;
+};
+
+namespace sim {
+
+using Engine = CorvaluxEngine;
+
+/// Whether `engine` exists now. Thread-safe.
+bool isLive(EngineHandle engine);
+
+/// Sets the engine that a null handle means to the host; none, as at first: a null handle is misuse. Thread-safe.
+void setUnnamedEngine(EngineHandle engine);
+
+/// The engine that `handle` means to the host. Thread-safe.
+EngineHandle resolve(EngineHandle handle);
+
+}  // namespace sim
