@@ -1,0 +1,166 @@
+#include "monitor/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <map>
+
+namespace monitor {
+
+namespace {
+
+constexpr const char* defaultPort = "50005";
+
+constexpr const char* description =
+    "Shows the meters and changes that a corvalux engine streams: live on a terminal, one JSON\n"
+    "object a line anywhere else.";
+
+constexpr const char* notes =
+    "JSON lines:\n"
+    "  "
+    "{\"stream\":\"fast\",\"time\":1767225600.25,\"entries\":[{\"key\":\"input/1/"
+    "peak\",\"kind\":\"float\",\"value\":-12.3}]}\n"
+    "  stream is fast, slow or changes; time is when it arrived, in seconds since 1970. Keys may\n"
+    "  repeat and their order is the engine's. kind is string, float, int, uint, double,\n"
+    "  float_array, int_array, uint_array, or none (value null) for a kind that the server did not\n"
+    "  know. Numbers that JSON lacks are the texts \"NaN\", \"Infinity\" and \"-Infinity\". A message\n"
+    "  with a text that is not UTF-8 is reported on stderr and left out.\n"
+    "\n"
+    "Examples:\n"
+    "  corvalux-monitor mixer.local\n"
+    "  corvalux-monitor --json --stream changes unix:/tmp/meters.sock\n"
+    "  corvalux-monitor --check mixer.local || echo 'no meters'\n"
+    "  corvalux-monitor --record show.recording mixer.local\n"
+    "  corvalux-monitor --stream fast --count 1 --no-reconnect 127.0.0.1:50005 | jq .\n"
+    "\n"
+    "Exit codes:\n"
+    "  0  ended by you: Ctrl-C, q, --count, --seconds, or the reader of the output left\n"
+    "  1  never connected: with --no-reconnect, or until --seconds were over\n"
+    "  2  the command line is wrong\n"
+    "  3  ended by the server, with --no-reconnect\n"
+    "  4  the output cannot be written\n"
+    "  5  connected, but a meter stream brought nothing in time: --check and --table\n";
+
+/// A number within limits, both included; the message says what is expected.
+CLI::Validator between(double low, double high, const std::string& expected) {
+  return {[low, high, expected](std::string& text) {
+            double value = 0;
+            if (CLI::detail::lexical_cast(text, value) && value >= low && value <= high) return std::string();
+            return "takes " + expected + ", not '" + text + "'";
+          },
+          ""};
+}
+
+CLI::Validator wholeNumber() {
+  return {[](std::string& text) {
+            const bool digits = !text.empty() && text.size() < 18 && std::all_of(text.begin(), text.end(), ::isdigit);
+            return digits && text.find_first_not_of('0') != std::string::npos
+                       ? std::string()
+                       : "takes a whole number above 0, not '" + text + "'";
+          },
+          ""};
+}
+
+CLI::Validator notEmpty() {
+  return {[](std::string& text) { return std::string(text.empty() ? "must not be empty" : ""); }, ""};
+}
+
+CLI::Validator streamName() {
+  return {[](std::string& text) {
+            const bool known = std::any_of(allStreams.begin(), allStreams.end(),
+                                           [&](Stream stream) { return text == nameOf(stream); });
+            return known ? std::string() : "takes fast, slow or changes, not '" + text + "'";
+          },
+          ""};
+}
+
+/// In the order of the streams, each once; all when none is named.
+std::vector<Stream> streamsOf(const std::vector<std::string>& names) {
+  std::vector<Stream> streams;
+  for (const Stream stream : allStreams) {
+    const bool named = std::find(names.begin(), names.end(), nameOf(stream)) != names.end();
+    if (named || names.empty()) streams.push_back(stream);
+  }
+  return streams;
+}
+
+void addSourceOptions(CLI::App& app, Options& options, std::vector<std::string>& names) {
+  app.add_option("ADDRESS", options.address,
+                 "HOST, HOST:PORT, [IPV6]:PORT or unix:PATH\n(default: " + options.address + ")")
+      ->type_name("");
+  const auto addStream = [&names](const std::string& name) { names.push_back(name); };
+  app.add_option_function<std::string>("--stream", addStream, "fast, slow or changes; repeatable\n(default: all three)")
+      ->type_name("STREAM")
+      ->check(streamName())
+      ->trigger_on_parse();
+  app.add_flag_callback(
+      "--no-reconnect", [&options] { options.reconnect = false; },
+      "End when the connection fails or is lost,\ninstead of trying again for ever");
+}
+
+/// At most one of the first four.
+void addOutputOptions(CLI::App& app, Options& options) {
+  const std::vector<CLI::Option*> ways = {
+      app.add_flag("--json", options.json, "JSON lines, also on a terminal"),
+      app.add_flag("--table", options.table, "The present values once, as a table"),
+      app.add_flag("--check", options.check, "One line that tells whether meters arrive,\nand the exit code"),
+      app.add_option("--prometheus", options.prometheus, "Serve http://127.0.0.1:PORT/metrics;\n0 takes a free port")
+          ->type_name("PORT")
+          ->check(between(0, 65535, "a port from 0 to 65535"))};
+  for (CLI::Option* way : ways) {
+    for (CLI::Option* other : ways) {
+      if (way != other) way->excludes(other);
+    }
+  }
+  app.add_option("--record", options.record, "Write all messages to a file as well")
+      ->type_name("FILE")
+      ->check(notEmpty());
+}
+
+void addRunOptions(CLI::App& app, Options& options) {
+  app.add_option("--count", options.count, "End after this many messages")->type_name("N")->check(wholeNumber());
+  app.add_option("--seconds", options.seconds, "End after this time\n(--table and --check: 5 unless told)")
+      ->type_name("SECONDS")
+      ->check(between(0.001, 1e8, "a number from 0.001 to 100000000"));
+  app.set_version_flag("--version", CORVALUX_VERSION, "Show the version");
+  app.set_help_flag("-h,--help", "Show this text");
+}
+
+}  // namespace
+
+std::string withPort(const std::string& address) {
+  const auto colons = std::count(address.begin(), address.end(), ':');
+  if (address.starts_with('[')) return address.ends_with(']') ? address + ":" + defaultPort : address;
+  if (colons == 0) return address + ":" + defaultPort;
+  const std::string scheme = address.substr(0, address.find(':'));
+  static const std::vector<std::string> schemes = {"unix", "unix-abstract", "vsock", "dns", "ipv4", "ipv6"};
+  if (std::find(schemes.begin(), schemes.end(), scheme) != schemes.end() || colons == 1) return address;
+  return "[" + address + "]:" + defaultPort;
+}
+
+std::variant<Options, ExitCode> parse(int argc, const char* const* argv) {
+  Options options;
+  std::vector<std::string> streams;
+  CLI::App app(description, "corvalux-monitor");
+  app.set_help_flag();  // it comes last
+  app.footer(std::string("\n") + notes);
+  app.get_formatter()->column_width(28);
+  addSourceOptions(app, options, streams);
+  addOutputOptions(app, options);
+  addRunOptions(app, options);
+  try {
+    app.parse(argc, argv);
+    if (options.address.empty()) throw CLI::ValidationError("ADDRESS", "must not be empty");
+  } catch (const CLI::Success& shown) {
+    app.exit(shown);
+    return ExitCode::endedByYou;
+  } catch (const CLI::ParseError& error) {
+    std::fprintf(stderr, "corvalux-monitor: %s (see --help)\n", error.what());
+    return ExitCode::usage;
+  }
+  options.address = withPort(options.address);
+  options.streams = streamsOf(streams);
+  return options;
+}
+
+}  // namespace monitor

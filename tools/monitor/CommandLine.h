@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "monitor/ExitCode.h"
+#include "monitor/stream/Stream.h"
+
+namespace monitor {
+
+/// What the command line asks for.
+struct Options {
+  std::string address = "localhost:50005";
+  std::vector<Stream> streams;  ///< each at most once, at least one
+  bool json = false;            ///< asked for; it is also what is written to anything but a terminal
+  std::optional<uint64_t> count;
+  std::optional<double> seconds;
+  bool reconnect = true;
+  bool table = false;
+  bool check = false;
+  std::optional<uint16_t> prometheus;  ///< a port of this machine, 0 for a free one
+  std::string record;                  ///< a file; empty for none
+};
+
+/// Reads the command line. Prints help, version or what is wrong with it, and gives the exit code, when there is
+/// nothing to run.
+std::variant<Options, ExitCode> parse(int argc, const char* const* argv);
+
+/// The address with the default port, where it is a host without one.
+std::string withPort(const std::string& address);
+
+}  // namespace monitor

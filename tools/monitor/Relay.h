@@ -1,0 +1,35 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "monitor/Ending.h"
+#include "monitor/stream/Listener.h"
+
+namespace monitor {
+
+/// Passes on to all outputs what a feed tells, and ends the program: after `count` valid messages, when there is a
+/// count, and when the feed has ended.
+/// Threads: as Listener.
+class Relay : public Listener {
+ public:
+  /// All must outlive this.
+  Relay(std::vector<Listener*> outputs, Ending& ending, std::optional<uint64_t> count);
+
+  void Take(Message message) override;
+  void Change(const ConnectionState& state) override;
+
+  bool EverConnected() const { return everConnected; }
+
+ private:
+  const std::vector<Listener*> outputs;
+  Ending& ending;
+  const std::optional<uint64_t> count;
+  std::atomic<uint64_t> admitted = 0;
+  std::atomic<uint64_t> completed = 0;
+  std::atomic<bool> everConnected = false;
+};
+
+}  // namespace monitor

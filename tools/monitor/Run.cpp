@@ -1,0 +1,129 @@
+#include "monitor/Run.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "monitor/Relay.h"
+#include "monitor/Watch.h"
+#include "monitor/model/Board.h"
+#include "monitor/output/HttpServer.h"
+#include "monitor/output/JsonLines.h"
+#include "monitor/output/Metrics.h"
+#include "monitor/output/Notes.h"
+#include "monitor/output/Probe.h"
+#include "monitor/output/Recorder.h"
+#include "monitor/screen/Terminal.h"
+#include "monitor/screen/View.h"
+#include "monitor/stream/Feed.h"
+
+namespace monitor {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds frame{40};
+constexpr double probeSeconds = 5;
+/// Nothing to poll beside the rest.
+constexpr pollfd nothing{-1, 0, 0};
+/// Without events asked for, a pipe still tells that its reader has left.
+constexpr pollfd output{STDOUT_FILENO, 0, 0};
+
+/// What all ways have in common. What is added to it must have been made before it.
+class Run {
+ public:
+  Run(const Options& options, const Signals& signals, Ending& ending, std::vector<Listener*> outputs)
+      : relay(WithRecorder(options, ending, std::move(outputs)), ending, options.count),
+        watch(options, signals, ending, relay),
+        feed({options.address, options.streams, options.reconnect}, relay) {}
+
+  Watch& Watching() { return watch; }
+
+ private:
+  std::vector<Listener*> WithRecorder(const Options& options, Ending& ending, std::vector<Listener*> outputs) {
+    if (options.record.empty()) return outputs;
+    recorder.emplace(options.record, options.address, ending);
+    outputs.push_back(&*recorder);
+    return outputs;
+  }
+
+  std::optional<Recorder> recorder;
+  Relay relay;
+  Watch watch;
+  Feed feed;
+};
+
+/// Waits, for a limited time, until a probe has what it wants.
+ExitCode runProbe(Options options, const Signals& signals, Ending& ending, Probe& probe) {
+  if (!options.seconds) options.seconds = probeSeconds;
+  options.count.reset();
+  Run run(options, signals, ending, {&probe});
+  return run.Watching().WaitForEnd(nothing);
+}
+
+}  // namespace
+
+ExitCode runJson(const Options& options, const Signals& signals) {
+  Ending ending;
+  Notes notes(options.address);
+  JsonLines lines(STDOUT_FILENO, ending);
+  Run run(options, signals, ending, {&notes, &lines});
+  return run.Watching().WaitForEnd(output);
+}
+
+ExitCode runTable(const Options& options, const Signals& signals) {
+  Ending ending;
+  Probe probe(options.address, options.streams, ending);
+  const ExitCode code = probe.Result(runProbe(options, signals, ending, probe));
+  useUtf8();
+  std::fputs(probe.Table().c_str(), stdout);
+  if (code != ExitCode::endedByYou) std::fprintf(stderr, "corvalux-monitor: %s\n", probe.Report().c_str());
+  return code;
+}
+
+ExitCode runCheck(const Options& options, const Signals& signals) {
+  Ending ending;
+  Probe probe(options.address, options.streams, ending);
+  const ExitCode code = probe.Result(runProbe(options, signals, ending, probe));
+  std::printf("%s\n", probe.Report().c_str());
+  return code;
+}
+
+ExitCode runPrometheus(const Options& options, const Signals& signals) {
+  Ending ending;
+  Notes notes(options.address);
+  Metrics metrics;
+  const HttpServer server(*options.prometheus, [&metrics] { return metrics.Text(); });
+  std::fprintf(stderr, "corvalux-monitor: metrics on http://127.0.0.1:%d/metrics\n", server.Port());
+  Run run(options, signals, ending, {&notes, &metrics});
+  return run.Watching().WaitForEnd(nothing);
+}
+
+ExitCode runScreen(const Options& options, const Signals& signals) {
+  Ending ending;
+  Inbox inbox;
+  Board board(options.address);
+  Ui ui;
+  useUtf8();
+  Terminal terminal;
+  Run run(options, signals, ending, {&inbox});
+  const pollfd keys{isatty(STDIN_FILENO) == 1 ? STDIN_FILENO : -1, POLLIN, 0};
+  while (true) {
+    if (const auto code = run.Watching().Wait(keys, frame)) return *code;
+    while (const auto input = terminal.Next()) ui.Take(*input);
+    if (ui.Quit()) ending.Set(ExitCode::endedByYou);
+    if (ui.TakeReset()) board.ResetHolds();
+    // While paused, meters and changes wait in the inbox; what the streams do is told all the same.
+    board.Take(ui.Paused() ? inbox.Peek() : inbox.Collect(), Clock::now());
+    Canvas canvas(terminal.Rows(), terminal.Columns());
+    draw(canvas, board, ui, Clock::now());
+    terminal.Show(canvas);
+  }
+}
+
+}  // namespace monitor

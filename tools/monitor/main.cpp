@@ -1,0 +1,39 @@
+// The monitor: a client that shows and writes what a corvalux engine streams.
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+#include <variant>
+
+#include "monitor/CommandLine.h"
+#include "monitor/Ending.h"
+#include "monitor/Run.h"
+
+namespace monitor {
+
+namespace {
+
+auto runnerOf(const Options& options) {
+  if (options.check) return runCheck;
+  if (options.table) return runTable;
+  if (options.prometheus) return runPrometheus;
+  return isatty(STDOUT_FILENO) == 1 && !options.json ? runScreen : runJson;
+}
+
+}  // namespace
+
+}  // namespace monitor
+
+int main(int argc, char** argv) {
+  using monitor::ExitCode;
+  try {
+    const auto parsed = monitor::parse(argc, argv);
+    if (const auto* code = std::get_if<ExitCode>(&parsed)) return static_cast<int>(*code);
+    const auto& options = std::get<monitor::Options>(parsed);
+    const monitor::Signals signals;
+    return static_cast<int>(monitor::runnerOf(options)(options, signals));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "corvalux-monitor: %s\n", error.what());
+    return static_cast<int>(ExitCode::outputFailed);
+  }
+}

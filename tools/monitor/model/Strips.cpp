@@ -1,0 +1,79 @@
+#include "monitor/model/Strips.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "monitor/model/Scale.h"
+
+namespace monitor {
+
+namespace {
+
+struct ToNumber {
+  template <typename T>
+  std::optional<double> operator()(const T& value) const {
+    if constexpr (std::is_arithmetic_v<T>) return static_cast<double>(value);
+    return std::nullopt;
+  }
+};
+
+double clipped(double level) { return std::isnan(level) ? floorDb : std::max(level, floorDb); }
+
+bool isLevel(const Value& value) {
+  return std::holds_alternative<float>(value) || std::holds_alternative<double>(value);
+}
+
+/// Puts the value where it belongs; a key that repeats joins the others.
+void place(Strip& strip, std::string_view name, const Value& value) {
+  if (isLevel(value) && (name == "peak" || name == "level") && !strip.peak) {
+    strip.peak = clipped(*numberOf(value));
+  } else if (isLevel(value) && name == "rms" && !strip.rms) {
+    strip.rms = clipped(*numberOf(value));
+  } else if (const auto* list = std::get_if<std::vector<float>>(&value); list && strip.spectrum.empty()) {
+    strip.spectrum = *list;
+  } else {
+    strip.others.push_back({std::string(name), value});
+  }
+}
+
+}  // namespace
+
+std::string_view lastPart(std::string_view key) { return key.substr(key.rfind('/') + 1); }
+
+std::string_view prefixOf(std::string_view key) {
+  const auto slash = key.rfind('/');
+  return slash == std::string_view::npos ? std::string_view() : key.substr(0, slash);
+}
+
+std::optional<double> numberOf(const Value& value) { return std::visit(ToNumber(), value); }
+
+void Strips::Take(const std::vector<Entry>& entries, Clock::time_point now) {
+  strips.clear();
+  places.clear();
+  for (const Entry& entry : entries) place(StripOf(prefixOf(entry.key)), lastPart(entry.key), entry.value);
+  for (Strip& strip : strips) {
+    if (strip.HasLevel()) strip.hold = Held(strip.prefix, strip.peak ? *strip.peak : *strip.rms, now);
+  }
+}
+
+Strip& Strips::StripOf(std::string_view prefix) {
+  const auto [found, isNew] = places.try_emplace(std::string(prefix), strips.size());
+  if (isNew) {
+    strips.emplace_back();
+    strips.back().prefix = prefix;
+  }
+  return strips[found->second];
+}
+
+double Strips::Held(const std::string& prefix, double level, Clock::time_point now) {
+  Hold& hold = holds.try_emplace(prefix, Hold{level, now, now}).first->second;
+  if (now - hold.since > holdTime) {
+    hold.level -=
+        releasePerSecond * std::chrono::duration<double>(now - std::max(hold.updated, hold.since + holdTime)).count();
+  }
+  hold.updated = now;
+  if (level >= hold.level) hold = {level, now, now};
+  return hold.level;
+}
+
+}  // namespace monitor

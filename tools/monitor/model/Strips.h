@@ -1,0 +1,64 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "monitor/values/Value.h"
+
+namespace monitor {
+
+/// The last part of a key: "peak" of "input/1/peak".
+std::string_view lastPart(std::string_view key);
+/// What is before it: "input/1"; empty for a key without parts.
+std::string_view prefixOf(std::string_view key);
+
+/// The value as a number, for every kind that is one number.
+std::optional<double> numberOf(const Value& value);
+
+/// The values of one message whose keys begin alike: a channel, a bus.
+struct Strip {
+  std::string prefix;
+  std::optional<double> peak;  ///< dBFS
+  std::optional<double> rms;   ///< dBFS
+  double hold = 0;             ///< the highest level of the last seconds, dBFS; only with a level
+  std::vector<float> spectrum;
+  std::vector<Entry> others;  ///< the rest, with the last part of the key as their key
+
+  bool HasLevel() const { return peak || rms; }
+};
+
+/// The newest message of a meter stream, by strips in the order of their first keys, with peak hold.
+/// Threads: one at a time.
+class Strips {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  static constexpr std::chrono::milliseconds holdTime{1500};
+  static constexpr double releasePerSecond = 20;  ///< dB
+
+  void Take(const std::vector<Entry>& entries, Clock::time_point now);
+
+  void ResetHolds() { holds.clear(); }
+
+  const std::vector<Strip>& All() const { return strips; }
+
+ private:
+  struct Hold {
+    double level = 0;
+    Clock::time_point since;  ///< of the level
+    Clock::time_point updated;
+  };
+
+  Strip& StripOf(std::string_view prefix);
+  double Held(const std::string& prefix, double level, Clock::time_point now);
+
+  std::vector<Strip> strips;
+  std::unordered_map<std::string, std::size_t> places;
+  std::unordered_map<std::string, Hold> holds;
+};
+
+}  // namespace monitor

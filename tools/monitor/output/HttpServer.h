@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+struct MHD_Daemon;
+
+namespace monitor {
+
+/// Answers GET /metrics over HTTP on 127.0.0.1, and nothing else, from its making to its end.
+class HttpServer {
+ public:
+  /// `text` is called on the server's own thread. `port` 0 takes one that is free. Throws std::runtime_error with a
+  /// sentence when the port cannot be used.
+  HttpServer(uint16_t port, std::function<std::string()> text);
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  uint16_t Port() const;
+
+  /// The answer's body.
+  std::string Text() const { return text(); }
+
+ private:
+  const std::function<std::string()> text;
+  MHD_Daemon* daemon = nullptr;
+};
+
+}  // namespace monitor

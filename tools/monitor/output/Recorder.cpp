@@ -1,0 +1,51 @@
+#include "monitor/output/Recorder.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+#include <utility>
+
+namespace monitor {
+
+namespace {
+
+recording::Stream recorded(Stream stream) {
+  switch (stream) {
+    case Stream::fast: return recording::Stream::fast;
+    case Stream::slow: return recording::Stream::slow;
+    case Stream::changes: break;
+  }
+  return recording::Stream::changes;
+}
+
+}  // namespace
+
+Recorder::Recorder(const std::string& path, const std::string& address, Ending& ending)
+    : start(std::chrono::steady_clock::now()),
+      ending(ending),
+      writer(path, {std::chrono::system_clock::now(), address}) {}
+
+Recorder::~Recorder() {
+  Try([this] { writer.Flush(); });
+}
+
+void Recorder::Take(Message message) {
+  const std::lock_guard lock(mutex);
+  const auto time = std::max(message.arrival.steady - start, std::chrono::steady_clock::duration(0));
+  Try([&] { writer.Write({recorded(message.stream), time, std::move(message.bytes)}); });
+}
+
+/// Says once what fails.
+template <typename Action>
+void Recorder::Try(const Action& action) {
+  if (failed) return;
+  try {
+    action();
+  } catch (const std::runtime_error& error) {
+    failed = true;
+    std::fprintf(stderr, "corvalux-monitor: %s\n", error.what());
+    ending.Set(ExitCode::outputFailed);
+  }
+}
+
+}  // namespace monitor

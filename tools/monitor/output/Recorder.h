@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <string>
+
+#include "monitor/Ending.h"
+#include "monitor/stream/Listener.h"
+#include "recording/Recording.h"
+
+namespace monitor {
+
+/// Writes every message to a file, as it came, those that do not parse included. A file that cannot be written any
+/// more ends the program.
+/// Threads: as Listener.
+class Recorder : public Listener {
+ public:
+  /// Throws std::runtime_error when the file cannot be made. `ending` must outlive this.
+  Recorder(const std::string& path, const std::string& address, Ending& ending);
+  ~Recorder() override;
+  Recorder(const Recorder&) = delete;
+  Recorder& operator=(const Recorder&) = delete;
+
+  void Take(Message message) override;
+  void Change(const ConnectionState& /*state*/) override {}
+
+ private:
+  template <typename Action>
+  void Try(const Action& action);
+
+  const std::chrono::steady_clock::time_point start;
+  Ending& ending;
+  std::mutex mutex;
+  recording::Writer writer;  // guarded by mutex
+  bool failed = false;       // guarded by mutex
+};
+
+}  // namespace monitor

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace monitor {
+
+/// What a piece of the screen is, for the terminal to colour.
+enum class Style { plain, faint, strong, title, good, warm, hot, alert, mark, selected };
+constexpr std::size_t styleCount = 10;
+
+struct Cell {
+  char32_t glyph = U' ';  ///< 0: the right half of the glyph before
+  Style style = Style::plain;
+
+  bool operator==(const Cell&) const = default;
+};
+
+/// A screen's worth of cells. Writing outside of it is cut off, never an error.
+class Canvas {
+ public:
+  Canvas(int rows, int columns);
+
+  int Rows() const { return rows; }
+  int Columns() const { return columns; }
+  const Cell& At(int row, int column) const;
+
+  void Put(int row, int column, char32_t glyph, Style style);
+  /// Writes UTF-8 up to the column `end`; returns the column behind the text. Control characters become spaces, glyphs
+  /// without a width are left out.
+  int Text(int row, int column, std::string_view text, Style style, int end);
+  int Text(int row, int column, std::string_view text, Style style) { return Text(row, column, text, style, columns); }
+  void Fill(int row, int column, int end, Style style, char32_t glyph = U' ');
+
+  /// A row as UTF-8, without the spaces at its end.
+  std::string Row(int row) const;
+
+ private:
+  int rows;
+  int columns;
+  std::vector<Cell> cells;
+};
+
+/// The next glyph of valid UTF-8, removed from the text, which must not be empty; U+FFFD for what is not valid.
+char32_t takeGlyph(std::string_view& text);
+void appendUtf8(std::string& text, char32_t glyph);
+/// How many columns a text takes.
+int widthOf(std::string_view text);
+/// The text, cut with an ellipsis where it is wider.
+std::string fitted(std::string_view text, int width);
+
+}  // namespace monitor

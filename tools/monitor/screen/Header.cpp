@@ -1,0 +1,110 @@
+#include <algorithm>
+#include <utility>
+
+#include "monitor/output/Notes.h"
+#include "monitor/screen/Panels.h"
+#include "monitor/screen/Text.h"
+
+namespace monitor {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// A figure and what it is called; figures line up below each other.
+struct Figure {
+  std::string text;
+  Style style;
+  int width;
+};
+
+std::string padded(const std::string& text, int width) {
+  return std::string(static_cast<std::size_t>(std::max(0, width - widthOf(text))), ' ') + text;
+}
+
+/// The most important first: what does not fit is left out at the end.
+std::vector<Figure> figuresOf(const Statistics& statistics, Clock::time_point now) {
+  const auto age = statistics.Age(now);
+  const bool stale = age && *age > std::chrono::seconds(5);
+  std::vector<Figure> figures = {
+      {decimal(statistics.MessagesPerSecond(now), 1) + "/s", Style::strong, 8},
+      {age ? durationText(*age) + " old" : "none yet", stale ? Style::warm : Style::plain, 11}};
+  if (statistics.Rejected() > 0) {
+    figures.push_back({std::to_string(statistics.Rejected()) + " rejected", Style::hot, 12});
+  }
+  if (statistics.HasCounter() || statistics.Missed() > 0) {
+    const Style style = statistics.Missed() > 0 ? Style::warm : Style::plain;
+    figures.push_back({std::to_string(statistics.Missed()) + " missed", style, 10});
+  }
+  figures.push_back({"±" + decimal(statistics.JitterMs(now), 1) + " ms", Style::plain, 10});
+  figures.push_back({bytesText(statistics.BytesPerSecond(now)) + "/s", Style::plain, 11});
+  figures.push_back({bytesText(static_cast<double>(statistics.Bytes())), Style::plain, 10});
+  figures.push_back({std::to_string(statistics.Messages()) + (statistics.Messages() == 1 ? " message" : " messages"),
+                     Style::plain, 17});
+  return figures;
+}
+
+void drawStream(Canvas& canvas, const Area& area, Stream stream, const Board& board, Clock::time_point now,
+                bool tight) {
+  int column = canvas.Text(area.row, area.column, nameOf(stream), Style::faint, area.EndColumn());
+  if (!tight) column = std::max(column, area.column + 7);
+  for (const Figure& figure : figuresOf(board.Latest().statistics.at(indexOf(stream)), now)) {
+    const std::string text = tight ? " " + figure.text : padded(figure.text, figure.width);
+    if (column + widthOf(text) > area.EndColumn()) return;
+    column = canvas.Text(area.row, column, text, figure.style, area.EndColumn());
+  }
+}
+
+/// A word for narrow screens, and how it is marked.
+std::pair<std::string, Style> badgeOf(const ConnectionState& state) {
+  switch (state.phase) {
+    case ConnectionState::Phase::connected: return {"● live", Style::title};
+    case ConnectionState::Phase::connecting: return {"○ connecting", Style::title};
+    case ConnectionState::Phase::waiting: return {"○ offline", Style::alert};
+    case ConnectionState::Phase::ended: break;
+  }
+  return {"○ ended", Style::alert};
+}
+
+void drawTitleRow(Canvas& canvas, const Area& area, const Board& board, const Ui& ui) {
+  canvas.Fill(area.row, area.column, area.EndColumn(), Style::title);
+  auto [badge, style] = badgeOf(board.Latest().state);
+  if (ui.Paused()) badge = "PAUSED  " + badge;
+  const int badgeColumn = area.EndColumn() - widthOf(badge) - 1;
+  std::string name = " corvalux  " + board.Address();
+  if (widthOf(name) > badgeColumn - 1) name = " " + board.Address();
+  canvas.Text(area.row, area.column, fitted(name, badgeColumn - 1), Style::title);
+  canvas.Text(area.row, badgeColumn, badge, style);
+}
+
+}  // namespace
+
+void drawHeader(Canvas& canvas, const Area& area, const Board& board, const Ui& ui, Clock::time_point now) {
+  drawTitleRow(canvas, area, board, ui);
+  const ConnectionState& state = board.Latest().state;
+  const Area line{area.row + 1, area.column + 1, 1, area.columns - 2};
+  if (state.phase == ConnectionState::Phase::waiting || state.phase == ConnectionState::Phase::ended) {
+    // One row is enough to say; more rows say all of it.
+    std::string_view rest = state.reason;
+    const std::string sentence = sentenceOf(state, board.Address());
+    rest = sentence;
+    for (int row = line.row; row < area.EndRow() && !rest.empty(); ++row) {
+      const std::string part = row + 1 == area.EndRow()
+                                   ? fitted(rest, line.columns)
+                                   : std::string(rest.substr(0, static_cast<std::size_t>(line.columns)));
+      canvas.Text(row, line.column, part, Style::hot, line.EndColumn());
+      rest.remove_prefix(std::min(rest.size(), static_cast<std::size_t>(line.columns)));
+    }
+    return;
+  }
+  const bool together = area.rows < 4;
+  for (std::size_t i = 0; i < allStreams.size(); ++i) {
+    const int part = line.columns / 3;
+    const auto place = static_cast<int>(i);
+    const Area cell = together ? Area{line.row, line.column + place * part, 1, part - 1}
+                               : Area{line.row + place, line.column, 1, line.columns};
+    drawStream(canvas, cell, allStreams.at(i), board, now, together);
+  }
+}
+
+}  // namespace monitor

@@ -1,0 +1,65 @@
+#include "monitor/values/Value.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+namespace monitor {
+
+namespace {
+
+struct Describer {
+  std::string operator()(std::monostate) const { return "?"; }
+  std::string operator()(const std::string& text) const { return printable(text); }
+  std::string operator()(int32_t number) const { return std::to_string(number); }
+  std::string operator()(uint32_t number) const { return std::to_string(number); }
+  std::string operator()(float number) const { return Short(number, 6); }
+  std::string operator()(double number) const { return Short(number, 8); }
+
+  template <typename T>
+  std::string operator()(const std::vector<T>& numbers) const {
+    std::string text = "[";
+    for (const T number : numbers) text += (text.size() > 1 ? " " : "") + (*this)(number);
+    return text + "]";
+  }
+
+  static std::string Short(double number, int digits) {
+    std::array<char, 40> text;
+    std::snprintf(text.data(), text.size(), "%.*g", digits, number);
+    return text.data();
+  }
+};
+
+}  // namespace
+
+const char* kindName(const Value& value) {
+  static constexpr std::array names = {"none",        "string",    "float",      "int",   "uint",
+                                       "float_array", "int_array", "uint_array", "double"};
+  static_assert(names.size() == std::variant_size_v<Value>);
+  return names.at(value.index());
+}
+
+std::string printable(std::string text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte < 0x20 || byte == 0x7F) text[i] = ' ';
+    // The second set of control characters: two bytes in UTF-8.
+    if (byte != 0xC2 || i + 1 == text.size() || static_cast<unsigned char>(text[i + 1]) >= 0xA0) continue;
+    text[i] = text[i + 1] = ' ';
+  }
+  return text;
+}
+
+std::string describe(const Value& value) { return std::visit(Describer(), value); }
+
+double withoutTail(float value) {
+  if (!std::isfinite(value)) return value;
+  std::array<char, 32> digits;
+  const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+  double result = 0;
+  std::from_chars(digits.data(), written.ptr, result);
+  return result;
+}
+
+}  // namespace monitor
