@@ -1,0 +1,111 @@
+// A client that is too slow gets the newest message, and nobody else notices.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "live/LiveTest.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using sim::Event;
+using test::counted;
+using test::RawCall;
+using test::StreamClient;
+
+class SlowClient : public test::LiveTest {
+ protected:
+  /// Emits the counters 1 to `count`, each with a weight, and reads them only then, until the newest.
+  std::vector<uint32_t> ReadLate(RawCall& call, uint32_t count, std::size_t weight) {
+    for (uint32_t counter = 1; counter <= count; ++counter) engine.Emit(Event::meterFast, counted(counter, weight));
+    std::vector<uint32_t> counters;
+    while (counters.empty() || counters.back() != count) {
+      const auto bytes = call.Read();
+      if (!bytes) break;
+      counters.push_back(test::counterOf(*bytes));
+    }
+    return counters;
+  }
+};
+
+TEST_F(SlowClient, GetsOneOldMessageAndThenTheNewest) {
+  StartRoomyModule();
+  RawCall call(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(call));
+  EXPECT_THAT(ReadLate(call, 100, test::heavy), testing::ElementsAre(1U, 100U));
+}
+
+TEST_F(SlowClient, GetsNoMoreOldMessagesThanTheWindowHolds) {
+  StartRoomyModule();
+  RawCall call(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(call));
+  constexpr std::size_t kib = 1024;
+  const auto counters = ReadLate(call, 5000, kib / sizeof(float));
+  EXPECT_TRUE(std::is_sorted(counters.begin(), counters.end(), std::less_equal<>()));
+  EXPECT_EQ(counters.back(), 5000U);
+  EXPECT_LT(counters.size(), 200U);  // 64 KiB of window, and what is on its way into it
+}
+
+TEST_F(SlowClient, OfNotificationsGetsTheNewestToo) {
+  StartRoomyModule();
+  RawCall call(address, test::changesMethod);
+  ASSERT_TRUE(Subscribed(call, Event::changes));
+  for (uint32_t counter = 1; counter <= 50; ++counter) engine.Emit(Event::changes, counted(counter, test::heavy));
+  EXPECT_EQ(test::counterOf(call.Read().value_or("")), 1U);
+  EXPECT_EQ(test::counterOf(call.Read().value_or("")), 50U);
+}
+
+TEST_F(SlowClient, CostsTheServerNoBacklog) {
+  StartRoomyModule();
+  RawCall stalled(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(stalled));
+  const auto residentMib = [] {
+    std::size_t total = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    return resident * 4 / 1024;
+  };
+  engine.Emit(Event::meterFast, counted(0, test::heavy));
+  const std::size_t before = residentMib();
+  const auto values = counted(1, test::heavy);
+  for (int i = 0; i < 2000; ++i) engine.Emit(Event::meterFast, values);  // 400 MB in all
+  EXPECT_LT(residentMib(), before + 400);                                // sanitizers keep freed memory for a while
+}
+
+TEST_F(SlowClient, DoesNotSlowOthersDown) {
+  StartRoomyModule();
+  RawCall stalled(address, test::fastMethod);
+  StreamClient reader(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(stalled));
+  ASSERT_TRUE(Subscribed(reader));
+  for (uint32_t counter = 1; counter <= 100; ++counter) {
+    ASSERT_TRUE(Delivered(Event::meterFast, counted(counter, test::heavy), reader));
+    // What was on its way from before may come first.
+    ASSERT_TRUE(test::eventually([&] { return test::counterOf(reader.Messages().back()) == counter; }));
+  }
+}
+
+TEST_F(SlowClient, DoesNotHoldUpTheEngine) {
+  std::vector<std::chrono::nanoseconds> times;
+  engine.SetCallObserver([&](Event, std::chrono::nanoseconds time) { times.push_back(time); });
+  StartRoomyModule();
+  const auto medianTime = [&] {
+    times.clear();
+    for (uint32_t i = 0; i < 200; ++i) engine.Emit(Event::meterFast, counted(i, test::heavy));
+    std::nth_element(times.begin(), times.begin() + 100, times.end());
+    return times[100];
+  };
+  StreamClient reader(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(reader));
+  const auto alone = medianTime();
+  RawCall stalled(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(stalled));
+  EXPECT_LT(medianTime(), 10 * alone + 1ms);
+}
+
+}  // namespace

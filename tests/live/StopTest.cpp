@@ -1,0 +1,208 @@
+// Stop is bounded and harmless, whatever clients do.
+#include <gmock/gmock.h>
+#include <grpcpp/create_channel.h>
+#include <grpcpp/security/credentials.h>
+#include <grpcpp/support/channel_arguments.h>
+#include <signal.h>
+
+#include <atomic>
+#include <list>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "engine/Ticker.h"
+#include "live/ChildProcess.h"
+#include "live/LiveTest.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using sim::Event;
+using test::ChildProcess;
+using test::counted;
+using test::RawCall;
+using test::StreamClient;
+
+constexpr auto oneWait = 2000ms;  ///< how long the module waits for the streams of one service
+
+/// A client that comes back at once whenever its stream ends, on one connection.
+class Returning {
+ public:
+  Returning(const std::string& address, std::string method)
+      : channel(Connect(address)), thread([this, method = std::move(method)](const std::stop_token& stop) {
+          while (!stop.stop_requested()) Call(method, stop);
+        }) {}
+
+  std::size_t Calls() const { return calls; }
+
+ private:
+  static std::shared_ptr<::grpc::Channel> Connect(const std::string& address) {
+    ::grpc::ChannelArguments arguments;
+    arguments.SetInt("grpc.use_local_subchannel_pool", 1);
+    arguments.SetInt("grpc.initial_reconnect_backoff_ms", 100);
+    arguments.SetInt("grpc.max_reconnect_backoff_ms", 100);
+    return ::grpc::CreateCustomChannel(address, ::grpc::InsecureChannelCredentials(), arguments);
+  }
+
+  void Call(const std::string& method, const std::stop_token& stop) {
+    RawCall call(channel, method, /*waitForReady=*/false);
+    ++calls;
+    while (call.Read(20ms) || (!stop.stop_requested() && call.Open())) {
+    }
+    if (stop.stop_requested() || call.Finish().error_code() != ::grpc::StatusCode::UNAVAILABLE) return;
+    channel->WaitForConnected(std::chrono::system_clock::now() + 100ms);  // no server: do not spin
+  }
+
+  const std::shared_ptr<::grpc::Channel> channel;
+  std::atomic<std::size_t> calls = 0;
+  std::jthread thread;
+};
+
+class Stopping : public test::LiveTest {
+ protected:
+  /// A client in a process of its own, subscribed.
+  std::unique_ptr<ChildProcess> Client(const std::string& method, Event event, const std::string& manner) {
+    auto client =
+        std::make_unique<ChildProcess>(std::vector<std::string>{CORVALUX_LIVE_CLIENT, address, method, manner});
+    EXPECT_TRUE(EmitUntil(event, counted(0), [&] { return client->HasPrinted("subscribed"); })) << client->Output();
+    return client;
+  }
+
+  /// Lets the engine run: all events, each on a thread of its own, light or too heavy for a client that does not read.
+  void RunEngine(std::size_t weight = 10) {
+    for (const Event event : {Event::meterFast, Event::meterSlow, Event::changes}) {
+      engineThreads.push_back(
+          std::make_unique<sim::Ticker>(1ms, [this, event, weight] { engine.Emit(event, counted(1, weight)); }));
+    }
+  }
+
+  /// The module still works: it starts on the same address, serves a client, and stops.
+  void ExpectToServeAgain() {
+    engineThreads.clear();
+    EXPECT_EQ(engine.Registrations(), 0U);
+    StartRoomyModule();
+    StreamClient client(address, test::fastMethod);
+    EXPECT_TRUE(Subscribed(client));
+    EXPECT_LT(Stop(), test::stopLimit);
+    EXPECT_EQ(client.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
+  }
+
+  std::vector<std::unique_ptr<sim::Ticker>> engineThreads;
+};
+
+TEST_F(Stopping, WithoutClientsDoesNotWait) {
+  StartModule();
+  RunEngine();
+  EXPECT_LT(Stop(), oneWait);
+}
+
+TEST_F(Stopping, WithClientsThatReadDoesNotWaitLong) {
+  StartRoomyModule();
+  RunEngine();
+  std::list<StreamClient> clients;
+  for (const auto& method : {test::fastMethod, test::slowMethod, test::changesMethod}) {
+    for (int i = 0; i < 5; ++i) clients.emplace_back(address, method);
+  }
+  for (StreamClient& client : clients) ASSERT_TRUE(client.WaitForMessages(1));
+  EXPECT_LT(Stop(), oneWait);
+  for (StreamClient& client : clients) {
+    const auto status = client.WaitForStatus();
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->error_code(), ::grpc::StatusCode::CANCELLED);
+    EXPECT_EQ(status->error_message(), "");
+  }
+}
+
+TEST_F(Stopping, GivesUpOnAClientThatStoppedReading) {
+  StartRoomyModule();
+  const auto stalled = Client(test::fastMethod, Event::meterFast, "stall");
+  StreamClient reader(address, test::slowMethod);
+  ASSERT_TRUE(Subscribed(reader, Event::meterSlow));
+  engine.Emit(Event::meterFast, counted(1, test::heavy));
+  RunEngine();
+  const auto time = Stop();
+  EXPECT_GE(time, oneWait);
+  EXPECT_LT(time, test::stopLimit);
+  EXPECT_EQ(reader.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
+  stalled->Signal(SIGKILL);  // its late death reaches nobody
+  ExpectToServeAgain();
+}
+
+TEST_F(Stopping, WaitsForBothServicesInTurn) {
+  StartRoomyModule();
+  const auto meters = Client(test::slowMethod, Event::meterSlow, "stall");
+  const auto changes = Client(test::changesMethod, Event::changes, "stall");
+  engine.Emit(Event::meterSlow, counted(1, test::heavy));
+  engine.Emit(Event::changes, counted(1, test::heavy));
+  const auto time = Stop();
+  EXPECT_GE(time, 2 * oneWait);
+  EXPECT_LT(time, test::stopLimit);
+  ExpectToServeAgain();
+}
+
+TEST_F(Stopping, GivesUpOnAFrozenClient) {
+  StartRoomyModule();
+  const auto frozen = Client(test::fastMethod, Event::meterFast, "read");
+  frozen->Signal(SIGSTOP);
+  engine.Emit(Event::meterFast, counted(1, test::heavy));
+  RunEngine(test::heavy);
+  const auto time = Stop();
+  EXPECT_GE(time, oneWait);
+  EXPECT_LT(time, test::stopLimit);
+  frozen->Signal(SIGCONT);
+  EXPECT_EQ(frozen->ExitCode(), 0) << frozen->Output();  // it wakes up and finds its stream ended
+  ExpectToServeAgain();
+}
+
+TEST_F(Stopping, SurvivesAClientThatIsKilled) {
+  StartRoomyModule();
+  const auto killed = Client(test::fastMethod, Event::meterFast, "read");
+  RunEngine(test::heavy);
+  killed->Signal(SIGKILL);
+  EXPECT_LT(Stop(), test::stopLimit);
+  ExpectToServeAgain();
+}
+
+TEST_F(Stopping, SurvivesAClientThatIsKilledMeanwhile) {
+  StartRoomyModule();
+  const auto killed = Client(test::fastMethod, Event::meterFast, "stall");
+  engine.Emit(Event::meterFast, counted(1, test::heavy));
+  std::jthread killer([&] {
+    if (log.WaitFor("calling Finish on reactor")) killed->Signal(SIGKILL);
+  });
+  EXPECT_LT(Stop(), oneWait) << "its death ends the wait";
+  ExpectToServeAgain();
+}
+
+TEST_F(Stopping, SurvivesClientsThatComeBackAtOnce) {
+  StartRoomyModule();
+  RunEngine();
+  std::list<Returning> clients;
+  for (const auto& method : {test::fastMethod, test::slowMethod, test::changesMethod}) {
+    for (int i = 0; i < 3; ++i) clients.emplace_back(address, method);
+  }
+  for (Returning& client : clients) ASSERT_TRUE(test::eventually([&] { return client.Calls() > 0; }));
+  const auto stalled = Client(test::fastMethod, Event::meterFast, "stall");  // keeps the door open for them
+  engine.Emit(Event::meterFast, counted(1, test::heavy));
+  EXPECT_LT(Stop(), test::stopLimit);
+  EXPECT_EQ(engine.Registrations(), 0U);
+}
+
+TEST_F(Stopping, AndStartDozensOfTimesUnderClientsThatComeBackAtOnce) {
+  RunEngine();
+  std::list<Returning> clients;
+  for (const auto& method : {test::fastMethod, test::changesMethod}) {
+    for (int i = 0; i < 3; ++i) clients.emplace_back(address, method);
+  }
+  for (int i = 0; i < 30; ++i) {
+    StartRoomyModule();
+    StreamClient client(address, test::slowMethod);
+    ASSERT_TRUE(client.WaitForMessages(1));
+    EXPECT_LT(Stop(), test::stopLimit);
+    EXPECT_EQ(client.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
+    EXPECT_EQ(engine.Registrations(), 0U);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test {
+
+/// Records what the module asks of the gRPC library, and passes it on. The program defines these functions of the
+/// library itself, and so comes first when the loader binds the module. One at a time in a process.
+/// Threads: made and used on the host's thread, before a start and after it.
+class GrpcCalls {
+ public:
+  GrpcCalls();
+  ~GrpcCalls();
+  GrpcCalls(const GrpcCalls&) = delete;
+  GrpcCalls& operator=(const GrpcCalls&) = delete;
+
+  /// The calls so far, such as "AddListeningPort unix:/tmp/a", "Resize 1048576", "SetOption name=1".
+  std::vector<std::string> All() const;
+
+  /// Those that begin with one of these.
+  std::vector<std::string> Only(const std::vector<std::string>& beginnings) const;
+
+  /// Lets the library listen on `address`, whichever address the module names.
+  void ListenInsteadOn(const std::string& address);
+
+  /// Raises an exception in the first call that begins so; the library does not get the call.
+  void RaiseIn(const std::string& beginning, std::function<void()> raise);
+
+  /// Told of each call, on the thread that makes it.
+  void SetObserver(std::function<void(const std::string&)> observer);
+
+  /// How often a thread slept for exactly 50 ms.
+  static std::size_t Naps();
+};
+
+}  // namespace test

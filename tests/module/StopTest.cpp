@@ -1,0 +1,126 @@
+// What a stop does, step by step, with and without clients.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <ostream>
+#include <stdexcept>
+
+#include "module/Journal.h"
+#include "module/RecordedTest.h"
+#include "support/StreamClient.h"
+
+namespace {
+
+using sim::Event;
+using test::StreamClient;
+using test::Texts;
+using testing::ElementsAre;
+
+class Stop : public test::RecordedTest {
+ protected:
+  bool Subscribed(const StreamClient& client, Event event) {
+    return EmitUntil(event, {}, [&] { return !client.Messages().empty(); });
+  }
+
+  /// Stops, and tells all that could be seen of it.
+  Texts StopAndTell() {
+    test::Journal journal(engine, grpc);
+    instance.Stop();
+    return test::withoutPointers(journal.Entries());
+  }
+};
+
+/// Where the one entry that contains `part` stands.
+std::size_t placeOf(const std::string& part, const Texts& entries) {
+  const auto contains = [&](const std::string& entry) { return entry.find(part) != std::string::npos; };
+  EXPECT_EQ(std::count_if(entries.begin(), entries.end(), contains), 1) << part;
+  return static_cast<std::size_t>(std::find_if(entries.begin(), entries.end(), contains) - entries.begin());
+}
+
+TEST_F(Stop, WithoutClientsGoesStraightThrough) {
+  StartModule();
+  EXPECT_THAT(StopAndTell(), ElementsAre("2 stopCycle(grpc)", "remove meterSlow", "remove meterFast", "remove changes",
+                                         "server shuts down", "1 destroying gRPC Notifications service",
+                                         "1 destroying gRPC Meters service", "server destroyed"));
+}
+
+TEST_F(Stop, WithoutClientsDoesNotSleep) {
+  StartModule();
+  const auto begin = std::chrono::steady_clock::now();
+  instance.Stop();
+  EXPECT_EQ(test::GrpcCalls::Naps(), 0U);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+}
+
+TEST_F(Stop, LooksEveryFiftyMillisecondsForItsStreams) {
+  StartModule();
+  StreamClient client(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(client, Event::meterFast));
+  const auto begin = std::chrono::steady_clock::now();
+  instance.Stop();
+  const auto took = std::chrono::steady_clock::now() - begin;
+  EXPECT_LE(test::GrpcCalls::Naps() * std::chrono::milliseconds(50), took);
+  EXPECT_LT(took, std::chrono::seconds(2)) << "the stream did not end by itself";
+}
+
+struct Method {
+  std::string path;
+  Event event;
+};
+
+void PrintTo(const Method& method, std::ostream* out) { *out << method.path.substr(method.path.rfind('/') + 1); }
+
+class StopWithOneStream : public Stop, public testing::WithParamInterface<Method> {};
+
+TEST_P(StopWithOneStream, ClosesItAndSaysSoOnce) {
+  StartModule();
+  StreamClient client(address, GetParam().path);
+  ASSERT_TRUE(Subscribed(client, GetParam().event));
+  EXPECT_THAT(StopAndTell(), ElementsAre("2 stopCycle(grpc)", "remove meterSlow", "remove meterFast", "remove changes",
+                                         "1 removing reactor #1 from publisher", "1 calling Finish on reactor #1",
+                                         "1 OnDone invoked: cleaning up reactor #1", "server shuts down",
+                                         "1 destroying gRPC Notifications service", "1 destroying gRPC Meters service",
+                                         "server destroyed"));
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEachMethod, StopWithOneStream,
+                         testing::Values(Method{test::fastMethod, Event::meterFast},
+                                         Method{test::slowMethod, Event::meterSlow},
+                                         Method{test::changesMethod, Event::changes}));
+
+TEST_F(Stop, ClosesMetersInTheOrderOfTheirCallsAndThenNotifications) {
+  StartModule();
+  StreamClient changes(address, test::changesMethod);
+  ASSERT_TRUE(Subscribed(changes, Event::changes));
+  StreamClient slow(address, test::slowMethod);
+  ASSERT_TRUE(Subscribed(slow, Event::meterSlow));
+  StreamClient fast(address, test::fastMethod);
+  ASSERT_TRUE(Subscribed(fast, Event::meterFast));
+  const Texts entries = StopAndTell();
+  // #1 is the first to be removed: the slow stream, as the oldest of the meters; #3 is the notifications' one.
+  const Texts inOrder = {"remove changes",
+                         "removing reactor #1",
+                         "calling Finish on reactor #1",
+                         "removing reactor #2",
+                         "calling Finish on reactor #2",
+                         "removing reactor #3",
+                         "calling Finish on reactor #3",
+                         "server shuts down"};
+  for (std::size_t i = 1; i < inOrder.size(); ++i) {
+    EXPECT_LT(placeOf(inOrder[i - 1], entries), placeOf(inOrder[i], entries)) << inOrder[i];
+  }
+  for (const char* meters : {"OnDone invoked: cleaning up reactor #1", "OnDone invoked: cleaning up reactor #2"}) {
+    EXPECT_LT(placeOf(meters, entries), placeOf("removing reactor #3", entries)) << "notifications did not wait";
+  }
+  EXPECT_LT(placeOf("OnDone invoked: cleaning up reactor #3", entries), placeOf("server shuts down", entries));
+}
+
+TEST_F(Stop, OfAServerThatNeverRanLeavesTheServerOut) {
+  grpc.RaiseIn("BuildAndStart", [] { throw std::runtime_error("no server"); });
+  EXPECT_EQ(StartWith({}), -1);
+  EXPECT_THAT(StopAndTell(), ElementsAre("2 stopCycle(grpc)", "1 destroying gRPC Notifications service",
+                                         "1 destroying gRPC Meters service"));
+}
+
+}  // namespace

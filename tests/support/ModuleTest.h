@@ -1,0 +1,61 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "engine/Engine.h"
+#include "engine/Instance.h"
+#include "engine/LoadedModule.h"
+#include "engine/Misuse.h"
+#include "support/CapturedLog.h"
+#include "support/Deadline.h"
+#include "support/TempDir.h"
+
+namespace test {
+
+/// Waits until `condition` holds, looking again and again; false when it does not in time.
+inline bool eventually(const std::function<bool()>& condition, std::chrono::nanoseconds limit = patience) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+/// The built module in a simulated engine. Fails when the module misuses the host's interface.
+class ModuleTest : public testing::Test {
+ protected:
+  void TearDown() override {
+    instance.Stop();
+    EXPECT_EQ(sim::takeMisuse(), std::vector<std::string>{});
+    EXPECT_EQ(engine.Registrations(), 0U);
+  }
+
+  /// Starts the module on `address`.
+  void StartModule() { ASSERT_EQ(instance.Start({{"serverUrl", address}}), 0); }
+
+  /// Waits until the log says that `count` streams were ended, cancelled or closed in all.
+  bool StreamsEnded(std::size_t count) { return log.WaitFor("OnDone invoked", count); }
+
+  /// Emits lists until `done`; false when it never is. A client's subscription takes a moment: before it is there,
+  /// events pass unheard.
+  bool EmitUntil(sim::Event event, const sim::KeyValues& values, const std::function<bool()>& done) {
+    return eventually([&] {
+      engine.Emit(event, values);
+      return done();
+    });
+  }
+
+  CapturedLog log;
+  TempDir dir;
+  const std::string address = dir.UnixAddress();
+  sim::LoadedModule module{CORVALUX_MODULE_FILE};
+  sim::Engine engine;
+  sim::Instance instance{module.Entry(), engine};
+};
+
+}  // namespace test
