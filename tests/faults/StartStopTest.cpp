@@ -1,0 +1,154 @@
+// Start and stop, raced against everything that clients do: no hang, nothing left behind, stop always within its bound.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "engine/Ticker.h"
+#include "faults/ChildProcess.h"
+#include "faults/ProcessUse.h"
+#include "support/ModuleTest.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Two bounded waits, each of 2 s and one look more, and one second.
+constexpr auto stopLimit = 2 * 2050ms + 1s;
+
+/// How many rounds: few in every test run, thousands with CORVALUX_TEST_ROUNDS.
+int rounds() {
+  const char* text = std::getenv("CORVALUX_TEST_ROUNDS");
+  return text ? std::atoi(text) : 20;
+}
+
+class StartStop : public test::ModuleTest {
+ protected:
+  void TearDown() override {
+    player.reset();
+    ModuleTest::TearDown();
+  }
+
+  /// Lets the engine emit on threads of its own, all the time.
+  void Play() {
+    player = std::make_unique<sim::Ticker>(1ms, [this] {
+      engine.Emit(sim::Event::meterFast, {{"counter", ++counter}, {"bulk", std::vector<float>(2000)}});
+      engine.Emit(sim::Event::changes, {{"counter", counter}});
+    });
+  }
+
+  std::chrono::nanoseconds TimedStop() {
+    const auto begin = std::chrono::steady_clock::now();
+    instance.Stop();
+    return std::chrono::steady_clock::now() - begin;
+  }
+
+  /// Starts and stops again and again, each time after a different pause; the longest stop.
+  std::chrono::nanoseconds Race(int count) {
+    std::chrono::nanoseconds longest{};
+    for (int i = 0; i < count && !HasFailure(); ++i) {
+      log.Clear();
+      EXPECT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 65536}}), 0);
+      std::this_thread::sleep_for(std::chrono::microseconds((i * 7919) % 20000));
+      longest = std::max(longest, TimedStop());
+      EXPECT_LT(longest, stopLimit);
+    }
+    return longest;
+  }
+
+  uint32_t counter = 0;
+  std::unique_ptr<sim::Ticker> player;
+};
+
+class StartStopAgainst : public StartStop, public testing::WithParamInterface<const char*> {
+ protected:
+  /// The same, with a bad client that begins beside the first round. It ends by itself when it finds no server.
+  std::chrono::nanoseconds RaceWithClient(int count) {
+    EXPECT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 65536}}), 0);
+    const test::FaultyClient client(GetParam(), address, 600.0);
+    const auto first = TimedStop();
+    EXPECT_LT(first, stopLimit);
+    return std::max(first, Race(count));
+  }
+};
+
+TEST_P(StartStopAgainst, ReturnsInTimeAndLeavesNothingBehind) {
+  Play();
+  std::chrono::nanoseconds longest = RaceWithClient(10);  // what the libraries keep for ever is made by now
+  const auto before = test::ProcessUse::Now();
+  for (int done = 0; done < rounds() && !HasFailure(); done += 10) longest = std::max(longest, RaceWithClient(10));
+  EXPECT_TRUE(test::eventually([&] { return test::ProcessUse::Now().descriptors <= before.descriptors; }))
+      << before << ", now " << test::ProcessUse::Now();
+  const auto after = test::ProcessUse::Now();
+  EXPECT_LE(after.threads, before.threads + 4) << "the library's pool may grow by what two processors need";
+  EXPECT_LT(after.heapKb, before.heapKb + 4096);
+  std::printf("ROW | %s | %d | %.0f ms | %zu to %zu KiB |\n", GetParam(), rounds(),
+              static_cast<double>(longest.count()) / 1e6, before.heapKb, after.heapKb);
+}
+
+INSTANTIATE_TEST_SUITE_P(Clients, StartStopAgainst,
+                         testing::Values("churn", "reset-mid-frame", "random-bytes", "malformed-frames",
+                                         "connection-flood", "stream-flood", "unknown-methods", "endless-requests",
+                                         "slow-handshake"),
+                         [](const auto& info) {
+                           std::string name = info.param;
+                           std::erase(name, '-');
+                           return name;
+                         });
+
+// gRPC 1.51 takes seconds of one of its own threads to digest the pings that it has read when it decides that they are
+// too many, and its server waits for that thread. Nothing in the module can shorten that.
+TEST_F(StartStop, PingFloodHoldsStopNoLongerThanTheLibraryNeedsToDigestIt) {
+  Play();
+  std::chrono::nanoseconds longest{};
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 65536}}), 0);
+    test::FaultyClient client("ping-flood", address, 5.0);
+    std::this_thread::sleep_for(300ms);  // the flood goes on meanwhile
+    longest = std::max(longest, TimedStop());
+  }
+  EXPECT_LT(longest, 30s);
+  std::printf("ROW | ping-flood | 3 | %.0f ms |\n", static_cast<double>(longest.count()) / 1e6);
+}
+
+// Streams by the thousand that have ended but are not forgotten yet: forgetting one must not cost a walk over all
+// others.
+TEST_F(StartStop, ManyStreamsThatEndAtOnceHoldStopNoLongerThanTheBound) {
+  Play();
+  ASSERT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 131072}}), 0);
+  {
+    std::vector<std::unique_ptr<test::FaultyClient>> clients;
+    for (int i = 0; i < 5; ++i) clients.push_back(std::make_unique<test::FaultyClient>("churn", address, 60.0));
+    std::this_thread::sleep_for(4s);  // they churn meanwhile; then all are killed
+  }
+  const auto time = TimedStop();
+  EXPECT_LT(time, stopLimit);
+  std::printf("ROW | churn of 5 clients for 4 s | 1 | %.0f ms |\n", static_cast<double>(time.count()) / 1e6);
+}
+
+TEST_F(StartStop, StalledClientHoldsStopNoLongerThanTheBound) {
+  Play();
+  ASSERT_EQ(instance.Start({{"serverUrl", address}}), 0);
+  test::FaultyClient stalled("stall", address, 60.0);
+  // The streams are stalled once the client's window is used up: give the engine time for more than that.
+  std::this_thread::sleep_for(500ms);
+  const auto time = TimedStop();
+  EXPECT_GT(time, 2s) << "not stalled";
+  EXPECT_LT(time, stopLimit);
+}
+
+TEST_F(StartStop, FrozenClientHoldsStopNoLongerThanTheBound) {
+  Play();
+  ASSERT_EQ(instance.Start({{"serverUrl", address}}), 0);
+  test::FaultyClient frozen("read", address, 60.0);
+  ASSERT_TRUE(frozen.ReadLine(test::patience));
+  frozen.Signal(SIGSTOP);
+  std::this_thread::sleep_for(500ms);
+  EXPECT_LT(TimedStop(), stopLimit);
+  frozen.Signal(SIGCONT);
+}
+
+}  // namespace

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/KeyValues.h"
+
+namespace fuzz {
+
+/// What a client should see of one entry: a key, and a value unless no known kind was ever written here.
+struct ModelEntry {
+  std::string key;
+  std::optional<sim::Value> value;
+};
+
+/// The bytes of a Meter or Notification, written down anew from the wire format, without the library.
+std::string encode(const std::vector<ModelEntry>& entries);
+
+}  // namespace fuzz

@@ -1,0 +1,95 @@
+#!/usr/bin/python3
+"""TLS with client certificates in front of the module, by the real nginx and the documented configuration:
+mutual_tls.py DEVHOST FOLDER"""
+import pathlib
+import subprocess
+import sys
+import time
+
+import grpc
+
+from harness import ROOT, check, counter, free_port, host, running, stream, wait_for
+
+PORT = free_port()
+CONFIGURATION = ROOT / "docs/examples/nginx-mutual-tls.conf"
+
+
+def openssl(*words):
+    subprocess.run(["openssl", *[str(word) for word in words]], check=True, capture_output=True)
+
+
+def make_certificates(folder):
+    """An authority, and certificates by it for the server and one client; a second client made its own."""
+    def key_and_request(name, subject):
+        openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", folder / f"{name}.key", "-out", folder / f"{name}.csr",
+                "-subj", f"/CN={subject}")
+    for name in ("ca", "stranger"):
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-keyout", folder / f"{name}.key", "-out",
+                folder / f"{name}.crt", "-subj", f"/CN={name}")
+    (folder / "names").write_text("subjectAltName=DNS:localhost")
+    for name in ("server", "client"):
+        key_and_request(name, "localhost")
+        openssl("x509", "-req", "-in", folder / f"{name}.csr", "-CA", folder / "ca.crt", "-CAkey", folder / "ca.key",
+                "-CAcreateserial", "-days", "1", "-out", folder / f"{name}.crt", "-extfile", folder / "names")
+
+
+def configure(folder):
+    text = CONFIGURATION.read_text()
+    text = text.replace("/etc/corvalux", str(folder)).replace("/run/corvalux", str(folder))
+    text = text.replace("0.0.0.0:50443", f"127.0.0.1:{PORT}")
+    paths = "".join(f"{kind}_temp_path {folder}/{kind};" for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
+    (folder / "nginx.conf").write_text(text.replace("access_log off;", f"access_log off; {paths}"))
+
+
+def channel(folder, name):
+    pair = {} if name is None else {"private_key": (folder / f"{name}.key").read_bytes(),
+                                    "certificate_chain": (folder / f"{name}.crt").read_bytes()}
+    credentials = grpc.ssl_channel_credentials((folder / "ca.crt").read_bytes(), **pair)
+    return grpc.secure_channel(f"localhost:{PORT}", credentials,
+                               [("grpc.http2.bdp_probe", 0), ("grpc.use_local_subchannel_pool", 1)])
+
+
+def refused(folder, name):
+    try:
+        next(stream(channel(folder, name), 5))
+    except grpc.RpcError as error:
+        return error.code() != grpc.StatusCode.DEADLINE_EXCEEDED
+    return False
+
+
+def backlog(new_channel, pause=5):
+    """How many old messages a client gets that did not read for a while, before it gets a fresh one."""
+    messages = stream(new_channel, 60)
+    next(messages)
+    time.sleep(pause)
+    old, last = 0, time.monotonic()
+    for message in messages:
+        now = time.monotonic()
+        if now - last > 0.01:  # it had to wait: the backlog is used up
+            return old, len(message)
+        old, last = old + 1, now
+    return old, 0
+
+
+def main():
+    devhost, folder = sys.argv[1], pathlib.Path(sys.argv[2])
+    make_certificates(folder)
+    configure(folder)
+    nginx = ["/usr/sbin/nginx", "-p", folder, "-c", folder / "nginx.conf", "-e", folder / "error.log", "-g",
+             f"daemon off; pid {folder}/pid;"]
+    folder.chmod(0o711)
+    with host(devhost, f"unix:{folder}/grpc", "--channels", "64", "--fast-hz", "50"), running(nginx):
+        (folder / "grpc").chmod(0o666)
+        wait_for(lambda: (folder / "pid").exists(), "nginx starts")
+        messages = stream(channel(folder, "client"))
+        check(counter(next(messages)) < counter(next(messages)), "a client with a certificate of the authority streams")
+        check(refused(folder, None), "a client without a certificate is refused")
+        check(refused(folder, "stranger"), "a client with a certificate of its own making is refused")
+        direct, size = backlog(grpc.insecure_channel(f"unix:{folder}/grpc", [("grpc.http2.bdp_probe", 0)]))
+        proxied, _ = backlog(channel(folder, "client"))
+        print(f"ROW | 5 s without reading, messages of {size} bytes | {direct} old messages direct | {proxied} through nginx |")
+        check(proxied < 250 and proxied * size < 4_000_000, "what waits in the proxy for a slow client is bounded")
+
+
+if __name__ == "__main__":
+    main()
