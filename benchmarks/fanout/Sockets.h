@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace bench {
+
+/// A TCP connection to a loopback port, without Nagle's delay. Throws std::system_error.
+int connectTo(uint16_t port);
+
+/// A socket that listens there.
+int listenOn(uint16_t port);
+
+/// A loopback port that nobody listens on.
+uint16_t freePort();
+
+/// Sends all of it on a blocking socket; throws std::system_error.
+void sendAll(int socket, std::string_view bytes);
+
+/// Throws std::system_error for the current errno.
+[[noreturn]] void throwErrno(const char* what);
+
+}  // namespace bench

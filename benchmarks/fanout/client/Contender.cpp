@@ -1,0 +1,177 @@
+#include "fanout/client/Contender.h"
+
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "fanout/Sockets.h"
+#include "fanout/client/Brokers.h"
+#include "support/Wire.h"
+
+namespace bench {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Far more than anything takes: only used up when something is broken.
+constexpr auto patience = 60s;
+constexpr std::size_t leastEvents = 5;
+/// For messages of paced events that are on their way; those that a server has dropped never come.
+constexpr auto stragglersLimit = 300ms;
+
+Timeline* mapTimeline(int file) {
+  if (file < 0 || ftruncate(file, sizeof(Timeline)) != 0) throwErrno("memfd_create");
+  void* mapped = mmap(nullptr, sizeof(Timeline), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+  if (mapped == MAP_FAILED) throwErrno("mmap");
+  return static_cast<Timeline*>(mapped);
+}
+
+}  // namespace
+
+Contender::Contender(std::string kind, std::filesystem::path folder, std::vector<std::string> wrapper)
+    : kind(std::move(kind)), port(freePort()), timelineFile(memfd_create("timeline", 0)) {
+  timeline = mapTimeline(timelineFile);
+  for (const Load& load : {smallLoad(), mediumLoad(), largeLoad()}) {
+    numberOffsets.emplace(wireBytes(load, 0).size(), sequenceOffset(load));
+  }
+  if (isBroker(this->kind)) broker = startBroker(this->kind, port, folder);
+  StartEngine(folder, std::move(wrapper));
+  subscribers = std::make_unique<Subscribers>(IsBroker() ? this->kind : "grpc", port, numberOffsets);
+  SetLoad("W64");
+}
+
+Contender::~Contender() {
+  subscribers.reset();
+  engine.reset();
+  close(commands);
+  munmap(timeline, sizeof(Timeline));
+  close(timelineFile);
+}
+
+void Contender::StartEngine(const std::filesystem::path& folder, std::vector<std::string> arguments) {
+  int pair[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) throwErrno("socketpair");
+  commands = pair[0];
+  arguments.insert(arguments.end(), {CORVALUX_BENCH_SERVER, kind, std::to_string(port)});
+  engine = std::make_unique<Process>(
+      arguments, std::map<int, int>{{commandDescriptor, pair[1]}, {timelineDescriptor, timelineFile}},
+      (folder / (kind + "-engine.log")).string());
+  close(pair[1]);
+  AwaitDone();
+}
+
+void Contender::Send(const Command& command) const {
+  if (write(commands, &command, sizeof command) != sizeof command) throwErrno("write");
+}
+
+void Contender::AwaitDone() {
+  char answer = 0;
+  const auto deadline = Clock::now() + patience;
+  while (recv(commands, &answer, 1, MSG_DONTWAIT) != 1) {
+    if (Clock::now() > deadline) throw std::runtime_error(kind + ": the engine does not answer");
+    if (subscribers) {
+      subscribers->Poll(1ms);
+    } else {
+      std::this_thread::sleep_for(1ms);
+    }
+  }
+}
+
+void Contender::Ask(Command::What what) {
+  Send({what});
+  AwaitDone();
+}
+
+void Contender::SetLoad(const std::string& name) {
+  Command command{Command::load};
+  name.copy(command.name.data(), command.name.size() - 1);
+  Send(command);
+  AwaitDone();
+}
+
+void Contender::Connect(std::size_t count) {
+  subscribers->Resize(count);
+  WaitUntilQuiet();
+}
+
+void Contender::AwaitSubscriptions() {
+  const auto deadline = Clock::now() + patience;
+  while (!subscribers->AllHeard()) {
+    if (Clock::now() > deadline) throw std::runtime_error(kind + ": not every subscriber hears events");
+    Send({Command::emit});
+    WaitUntilQuiet();
+  }
+}
+
+void Contender::WaitUntilQuiet() {
+  constexpr auto step = 10ms;
+  constexpr int64_t quietNs = 200'000;
+  const auto deadline = Clock::now() + patience;
+  for (int quietSteps = 0; quietSteps < 2;) {
+    if (Clock::now() > deadline) throw std::runtime_error(kind + ": the server does not come to rest");
+    const int64_t before = Server().CpuNs();
+    const auto until = Clock::now() + step;
+    while (Clock::now() < until) subscribers->Poll(step / 10);
+    quietSteps = Server().CpuNs() - before < quietNs ? quietSteps + 1 : 0;
+  }
+}
+
+Observation Contender::ClosedLoop(std::chrono::milliseconds time) {
+  WaitUntilQuiet();
+  subscribers->Forget();
+  const uint32_t first = timeline->events;
+  const int64_t serverBefore = Server().CpuNs();
+  const int64_t publisherBefore = engine->CpuNs();
+  const auto begin = Clock::now();
+  for (std::size_t events = 1; events <= leastEvents || Clock::now() < begin + time; ++events) {
+    subscribers->Await(first + static_cast<uint32_t>(events) - 1);
+    Send({Command::emit});
+    const auto deadline = Clock::now() + patience;
+    while (subscribers->AwaitedArrivals() < subscribers->Count()) {
+      subscribers->Poll(1s);
+      if (Clock::now() > deadline) throw std::runtime_error(kind + ": a message does not come");
+    }
+  }
+  WaitUntilQuiet();
+  return Observe(first, serverBefore, publisherBefore);
+}
+
+Observation Contender::Paced(std::size_t events) {
+  WaitUntilQuiet();
+  subscribers->Forget();
+  const uint32_t first = timeline->events;
+  const int64_t serverBefore = Server().CpuNs();
+  const int64_t publisherBefore = engine->CpuNs();
+  Send({Command::pace, static_cast<uint32_t>(events)});
+  AwaitDone();
+  const auto deadline = Clock::now() + stragglersLimit;
+  while (subscribers->Arrivals().size() < events * subscribers->Count() && Clock::now() < deadline) {
+    subscribers->Poll(10ms);
+  }
+  WaitUntilQuiet();
+  return Observe(first, serverBefore, publisherBefore);
+}
+
+Observation Contender::Observe(uint32_t first, int64_t serverBefore, int64_t publisherBefore) {
+  Observation observation;
+  observation.serverNs = Server().CpuNs() - serverBefore;
+  observation.publisherNs = IsBroker() ? engine->CpuNs() - publisherBefore : 0;
+  const uint32_t end = timeline->events;
+  observation.events = end - first;
+  for (uint32_t sequence = first; sequence != end; ++sequence) {
+    observation.heldNs.push_back(timeline->At(sequence).heldNs);
+  }
+  for (const auto& arrival : subscribers->Arrivals()) {
+    if (arrival.sequence - first >= observation.events) continue;  // a straggler of what was measured before
+    observation.latencyNs.push_back(arrival.ns - timeline->At(arrival.sequence).beginNs);
+  }
+  observation.messages = observation.latencyNs.size();
+  return observation;
+}
+
+}  // namespace bench

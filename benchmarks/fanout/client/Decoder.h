@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace bench {
+
+/// Where in a message its event's number stands, by the message's size, which tells its load.
+using NumberOffsets = std::map<std::size_t, std::size_t>;
+
+/// Takes a message as it comes, in pieces, and only keeps its event's number.
+class MessageReader {
+ public:
+  /// Throws std::runtime_error for a size that no message has.
+  void Begin(std::size_t messageSize, const NumberOffsets& numberOffsets);
+  /// Returns how many of the bytes belonged to the message.
+  std::size_t Take(std::string_view bytes);
+  bool Complete() const { return position == size; }
+  uint32_t Sequence() const { return sequence; }
+
+ private:
+  std::size_t size = 0;
+  std::size_t position = 0;
+  std::size_t offset = 0;
+  uint32_t sequence = 0;
+};
+
+/// Reads one connection's bytes, with as little work as its protocol allows.
+class Decoder {
+ public:
+  /// Sends on the connection.
+  using Reply = std::function<void(std::string_view)>;
+  /// Told of each message's event.
+  using OnMessage = std::function<void(uint32_t sequence)>;
+
+  virtual ~Decoder() = default;
+
+  /// What the client says to begin with: it subscribes.
+  virtual std::string Greeting() const = 0;
+  /// Throws std::runtime_error when the server says what it should not.
+  virtual void Feed(std::string_view bytes, const OnMessage& onMessage, const Reply& reply) = 0;
+};
+
+/// For the gRPC servers and the floor ("grpc"), or for a broker by its name.
+std::unique_ptr<Decoder> makeDecoder(const std::string& protocol, const NumberOffsets& numberOffsets);
+
+}  // namespace bench

@@ -1,0 +1,223 @@
+// Measures all servers side by side: every round visits each combination of subscribers and load, and at each it visits
+// all servers one after the other, in an order that changes from round to round. Writes one line a figure.
+#include <sys/resource.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fanout/Sockets.h"
+#include "fanout/client/Contender.h"
+
+namespace {
+
+using bench::Contender;
+using bench::Observation;
+
+struct Plan {
+  int rounds = 8;
+  int closedMs = 250;
+  std::size_t pacedEvents = 25;
+  std::vector<std::size_t> subscribers = {1000, 256, 64, 8, 1};  ///< falling: the first is for resident memory, too
+  std::vector<std::string> loads = {"WS", "W64", "WL"};
+  std::vector<std::string> kinds = {"module", "minimal",   "minimal-again", "ordinary",
+                                    "floor",  "mosquitto", "nats-server",   "redis-server"};
+};
+
+double quantile(std::vector<int64_t> values, double share) {
+  if (values.empty()) throw std::runtime_error("nothing was measured");
+  const auto at = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size()))) - 1;
+  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(at), values.end());
+  return static_cast<double>(values[at]);
+}
+
+/// The figures as text: round, server, subscribers, load, mode, figure, value.
+class Figures {
+ public:
+  explicit Figures(const std::string& file) : out(file) {
+    if (!out) throw std::runtime_error("cannot write " + file);
+    out << "round,server,subscribers,load,mode,figure,value\n";
+  }
+
+  void Begin(int round, const std::string& kind, std::size_t subscribers, const std::string& load,
+             const std::string& mode) {
+    cell = std::to_string(round) + ',' + kind + ',' + std::to_string(subscribers) + ',' + load + ',' + mode + ',';
+  }
+
+  void Add(const std::string& figure, double value) { out << cell << figure << ',' << value << std::endl; }
+
+  void Add(const Observation& seen, std::size_t subscribers) {
+    const auto messages = static_cast<double>(seen.messages);
+    Add("cpu", static_cast<double>(seen.serverNs) / messages);
+    Add("publisher", static_cast<double>(seen.publisherNs) / messages);
+    Add("events", static_cast<double>(seen.events));
+    Add("delivered", messages / static_cast<double>(seen.events * subscribers));
+    Add("held50", quantile(seen.heldNs, 0.5));
+    Add("held99", quantile(seen.heldNs, 0.99));
+    for (const double percent : {1., 5., 10., 25., 50., 75., 90., 95., 99., 99.9}) {
+      std::array<char, 32> name{};
+      std::snprintf(name.data(), name.size(), "latency%g", percent);
+      Add(name.data(), quantile(seen.latencyNs, percent / 100));
+    }
+  }
+
+ private:
+  std::ofstream out;
+  std::string cell;
+};
+
+class Measurement {
+ public:
+  Measurement(Plan plan, const std::filesystem::path& folder)
+      : plan(std::move(plan)), folder(folder), figures((folder / "figures.csv").string()) {}
+
+  void Run() {
+    for (round = 1; round <= plan.rounds; ++round) {
+      std::fprintf(stderr, "round %d of %d\n", round, plan.rounds);
+      std::rotate(plan.kinds.begin(), plan.kinds.begin() + (round > 1 ? 1 : 0), plan.kinds.end());
+      for (const auto& kind : plan.kinds) {
+        contenders[kind] = std::make_unique<Contender>(kind == "minimal-again" ? "minimal" : kind, folder);
+      }
+      MeasureMemory();
+      for (const std::size_t count : plan.subscribers) MeasureAt(count);
+      contenders.clear();
+    }
+  }
+
+ private:
+  /// What the servers take for a connection more, before and after they have sent something on it.
+  void MeasureMemory() {
+    const std::size_t count = plan.subscribers.front();
+    for (const auto& kind : plan.kinds) {
+      Contender& contender = *contenders.at(kind);
+      contender.Connect(1);
+      contender.AwaitSubscriptions();
+      contender.ClosedLoop(std::chrono::milliseconds(20));
+      const std::size_t one = contender.ResidentBytes();
+      const auto perSubscriber = [&] {
+        return static_cast<double>(contender.ResidentBytes() - one) / static_cast<double>(count - 1);
+      };
+      contender.Connect(count);
+      const double idle = perSubscriber();
+      contender.AwaitSubscriptions();
+      contender.ClosedLoop(std::chrono::milliseconds(50));
+      figures.Begin(round, kind, count, "W64", "memory");
+      figures.Add("idle", idle);
+      figures.Add("streaming", perSubscriber());
+    }
+  }
+
+  void MeasureAt(std::size_t count) {
+    for (const auto& kind : plan.kinds) {
+      contenders.at(kind)->Connect(count);
+      contenders.at(kind)->AwaitSubscriptions();
+    }
+    for (const auto& load : plan.loads) {
+      for (const auto& kind : plan.kinds) contenders.at(kind)->SetLoad(load);
+      for (const auto& kind : plan.kinds) {
+        const auto seen = contenders.at(kind)->ClosedLoop(std::chrono::milliseconds(plan.closedMs));
+        figures.Begin(round, kind, count, load, "closed");
+        figures.Add(seen, count);
+      }
+      if (load != "W64" && count != 64) continue;
+      for (const auto& kind : plan.kinds) {
+        const auto seen = contenders.at(kind)->Paced(plan.pacedEvents);
+        figures.Begin(round, kind, count, load, "paced");
+        figures.Add(seen, count);
+      }
+    }
+    for (const auto& kind : plan.kinds) contenders.at(kind)->SetLoad("W64");
+  }
+
+  Plan plan;
+  const std::filesystem::path folder;
+  Figures figures;
+  std::map<std::string, std::unique_ptr<Contender>> contenders;
+  int round = 1;
+};
+
+/// What callgrind wrote last for that file name: the instructions of all threads between start and stop of counting.
+double countedInstructions(const std::filesystem::path& out) {
+  std::ifstream file(out.string() + ".1");
+  for (std::string word; file >> word;) {
+    double total = 0;
+    if (word == "totals:" && file >> total) return total;
+  }
+  throw std::runtime_error("callgrind has written no totals to " + out.string());
+}
+
+/// Runs the gRPC servers under callgrind. Counts differ a little from run to run: threads meet at other places.
+void countInstructions(const Plan& plan, const std::filesystem::path& folder) {
+  constexpr std::size_t subscribers = 64;
+  constexpr int slowness = 6;  // callgrind needs longer for as many events
+  Figures figures((folder / "instructions.csv").string());
+  for (int round = 1; round <= plan.rounds; ++round) {
+    for (const std::string kind : {"module", "minimal", "minimal-again", "ordinary"}) {
+      const auto out = folder / ("callgrind." + kind);
+      Contender contender(kind == "minimal-again" ? "minimal" : kind, folder,
+                          {"valgrind", "--tool=callgrind", "--instr-atstart=no", "--fair-sched=yes",
+                           "--callgrind-out-file=" + out.string()});
+      contender.Connect(subscribers);
+      contender.AwaitSubscriptions();
+      contender.ClosedLoop(std::chrono::milliseconds(50));
+      contender.StartCounting();
+      const auto seen = contender.ClosedLoop(std::chrono::milliseconds(plan.closedMs) * slowness);
+      contender.StopCounting();
+      figures.Begin(round, kind, subscribers, "W64", "callgrind");
+      figures.Add("instructions", countedInstructions(out) / static_cast<double>(seen.messages));
+    }
+  }
+}
+
+void raiseDescriptorLimit(rlim_t needed) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  if (limit.rlim_max < needed) {
+    throw std::runtime_error("the limit of open files is below " + std::to_string(needed));
+  }
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Plan plan;
+  std::string folder;
+  bool quick = false;
+  bool instructions = false;
+  CLI::App app("Measures the module beside other servers; see scripts/benchmark.");
+  app.add_option("--folder", folder, "where figures and logs go")->required()->check(CLI::ExistingDirectory);
+  app.add_option("--rounds", plan.rounds, "how often all is measured")->check(CLI::PositiveNumber);
+  app.add_option("--servers", plan.kinds, "which servers, instead of all")->check(CLI::IsMember(plan.kinds));
+  app.add_flag("--quick", quick, "one short round, to see that all works");
+  app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
+  CLI11_PARSE(app, argc, argv);
+  try {
+    raiseDescriptorLimit(10000);
+    if (quick) {
+      plan.rounds = 1;
+      plan.closedMs = 20;
+      plan.pacedEvents = 5;
+    }
+    if (instructions) {
+      countInstructions(plan, folder);
+    } else {
+      Measurement(plan, folder).Run();
+    }
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "corvalux-bench-fanout: %s\n", e.what());
+    return 1;
+  }
+}

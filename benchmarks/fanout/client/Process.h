@@ -1,0 +1,34 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// A child process, killed at the end; also when this process dies.
+class Process {
+ public:
+  /// Starts `arguments`, whose first is the program; `descriptors` says which of ours it finds open as which.
+  /// What it prints goes to the file `log`, if that is not empty. Throws std::system_error.
+  explicit Process(const std::vector<std::string>& arguments, const std::map<int, int>& descriptors = {},
+                   const std::string& log = {});
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  /// The CPU time of all its threads so far.
+  int64_t CpuNs() const;
+
+  /// Its resident memory.
+  std::size_t ResidentBytes() const;
+
+ private:
+  pid_t pid;
+};
+
+}  // namespace bench

@@ -1,0 +1,85 @@
+#include "fanout/client/Subscribers.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <utility>
+
+#include "fanout/Sockets.h"
+
+namespace bench {
+
+namespace {
+
+constexpr std::size_t readSize = 1U << 18U;
+
+int64_t nowNs() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+
+}  // namespace
+
+Subscribers::Subscribers(std::string protocol, uint16_t port, const NumberOffsets& numberOffsets)
+    : protocol(std::move(protocol)),
+      port(port),
+      numberOffsets(numberOffsets),
+      poll(epoll_create1(EPOLL_CLOEXEC)),
+      received(readSize) {
+  if (poll < 0) throwErrno("epoll_create1");
+}
+
+Subscribers::~Subscribers() {
+  Resize(0);
+  close(poll);
+}
+
+void Subscribers::Open() {
+  auto& connection = *connections.emplace_back(std::make_unique<Connection>());
+  connection.socket = connectTo(port);
+  connection.decoder = makeDecoder(protocol, numberOffsets);
+  sendAll(connection.socket, connection.decoder->Greeting());
+  epoll_event event{EPOLLIN, {.ptr = &connection}};
+  if (epoll_ctl(poll, EPOLL_CTL_ADD, connection.socket, &event) != 0) throwErrno("epoll_ctl");
+}
+
+void Subscribers::Resize(std::size_t count) {
+  while (connections.size() < count) Open();
+  while (connections.size() > count) {
+    close(connections.back()->socket);
+    connections.pop_back();
+  }
+}
+
+bool Subscribers::AllHeard() const {
+  return std::all_of(connections.begin(), connections.end(), [](const auto& connection) { return connection->heard; });
+}
+
+void Subscribers::Poll(std::chrono::milliseconds timeout) {
+  std::array<epoll_event, 256> events;
+  const int count = epoll_wait(poll, events.data(), events.size(), static_cast<int>(timeout.count()));
+  if (count < 0 && errno != EINTR) throwErrno("epoll_wait");
+  for (int i = 0; i < count; ++i) Read(*static_cast<Connection*>(events.at(static_cast<std::size_t>(i)).data.ptr));
+}
+
+void Subscribers::Read(Connection& connection) {
+  const ssize_t size = recv(connection.socket, received.data(), received.size(), MSG_DONTWAIT);
+  if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
+  if (size <= 0) throw std::runtime_error(protocol + ": the server closed a connection");
+  const int64_t now = nowNs();
+  connection.decoder->Feed(
+      std::string_view(received.data(), static_cast<std::size_t>(size)),
+      [&](uint32_t sequence) {
+        connection.heard = true;
+        arrivals.push_back({sequence, now});
+        if (sequence == awaited) ++awaitedArrivals;
+      },
+      [&](std::string_view reply) { sendAll(connection.socket, reply); });
+}
+
+}  // namespace bench

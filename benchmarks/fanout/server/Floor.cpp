@@ -1,0 +1,132 @@
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fanout/Sockets.h"
+#include "fanout/server/Refill.h"
+#include "fanout/server/Subject.h"
+#include "support/Wire.h"
+
+namespace bench {
+
+namespace {
+
+/// A message as gRPC sends it on the call with number 1: in HTTP/2 frames of at most 16 KiB.
+std::string frame(std::string message) {
+  constexpr std::size_t frameLimit = 16384;
+  const auto length = static_cast<uint32_t>(message.size());
+  std::string prefix(1, '\0');
+  for (int shift = 24; shift >= 0; shift -= 8) prefix += static_cast<char>(length >> shift);
+  message.insert(0, prefix);
+  std::string bytes;
+  for (std::size_t at = 0; at < message.size(); at += frameLimit) {
+    const std::size_t size = std::min(frameLimit, message.size() - at);
+    for (int shift = 16; shift >= 0; shift -= 8) bytes += static_cast<char>(size >> shift);
+    bytes.append({'\0', '\0', '\0', '\0', '\0', '\1'}).append(message, at, size);
+  }
+  return bytes;
+}
+
+struct Connection {
+  int socket;
+  std::string rest;  ///< what the socket did not take yet
+};
+
+class FloorSubject final : public Subject {
+ public:
+  FloorSubject(sim::Engine& engine, uint16_t port) : poll(epoll_create1(EPOLL_CLOEXEC)), listener(listenOn(port)) {
+    epoll_event event{EPOLLIN, {.ptr = nullptr}};
+    if (epoll_ctl(poll, EPOLL_CTL_ADD, listener, &event) != 0) throwErrno("epoll_ctl");
+    thread = std::jthread([this] { Run(); });
+    hearMeters(
+        engine, [](KeyValueList /*list*/, void* user) { static_cast<FloorSubject*>(user)->Hear(); }, this);
+  }
+
+  void Prepare(const Load& load) override {
+    const std::lock_guard lock(mutex);
+    bytes = frame(wireBytes(load, 0));
+    numberAt = 9 + 5 + sequenceOffset(load);
+  }
+
+ private:
+  void Hear() {
+    const std::lock_guard lock(mutex);
+    std::memcpy(bytes.data() + numberAt, &sequence, sizeof sequence);
+    for (Connection& connection : connections) {
+      if (connection.rest.empty()) Send(connection, bytes);
+    }
+  }
+
+  static void Send(Connection& connection, std::string_view what) {
+    const ssize_t sent = send(connection.socket, what.data(), what.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    connection.rest = std::string(what.substr(sent > 0 ? static_cast<std::size_t>(sent) : 0));
+  }
+
+  [[noreturn]] void Run() {
+    std::array<epoll_event, 64> events;
+    while (true) {
+      const int count = epoll_wait(poll, events.data(), events.size(), -1);
+      const std::lock_guard lock(mutex);
+      for (int i = 0; i < count; ++i) Handle(events.at(static_cast<std::size_t>(i)));
+    }
+  }
+
+  void Handle(const epoll_event& event) {
+    auto* connection = static_cast<Connection*>(event.data.ptr);
+    if (!connection) {
+      Accept();
+    } else if ((event.events & EPOLLIN) != 0 && !Drain(*connection)) {
+      Drop(*connection);
+    } else if ((event.events & EPOLLOUT) != 0 && !connection->rest.empty()) {
+      Send(*connection, std::string(connection->rest));
+    }
+  }
+
+  void Accept() {
+    const int socket = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (socket < 0) return;
+    epoll_event event{EPOLLIN | EPOLLOUT | EPOLLET, {.ptr = &connections.emplace_back(Connection{socket, {}})}};
+    if (epoll_ctl(poll, EPOLL_CTL_ADD, socket, &event) != 0) throwErrno("epoll_ctl");
+  }
+
+  /// Drops what the client says. Answers whether it is still there.
+  static bool Drain(const Connection& connection) {
+    std::array<char, 4096> heard;
+    ssize_t size = 0;
+    do {
+      size = recv(connection.socket, heard.data(), heard.size(), 0);
+    } while (size > 0);
+    return size < 0 && errno == EAGAIN;
+  }
+
+  void Drop(const Connection& connection) {
+    close(connection.socket);
+    connections.remove_if([&](const Connection& other) { return &other == &connection; });
+  }
+
+  const int poll;
+  const int listener;
+  std::mutex mutex;
+  std::list<Connection> connections;  // guarded by mutex
+  std::string bytes;                  // guarded by mutex; the message, framed
+  std::size_t numberAt = 0;           // guarded by mutex; where in it the event's number stands
+  std::jthread thread;
+};
+
+}  // namespace
+
+std::unique_ptr<Subject> startFloor(sim::Engine& engine, uint16_t port) {
+  return std::make_unique<FloorSubject>(engine, port);
+}
+
+}  // namespace bench

@@ -1,0 +1,31 @@
+#include <stdexcept>
+#include <string>
+
+#include "engine/Instance.h"
+#include "engine/LoadedModule.h"
+#include "fanout/server/Subject.h"
+
+namespace bench {
+
+namespace {
+
+class ModuleSubject final : public Subject {
+ public:
+  ModuleSubject(sim::Engine& engine, uint16_t port) : instance(module.Entry(), engine) {
+    const sim::KeyValues config = {{"serverUrl", "127.0.0.1:" + std::to_string(port)},
+                                   {"grpc_memory_kb", static_cast<int32_t>(quotaKb)}};
+    if (instance.Start(config) != 0) throw std::runtime_error("the module did not start");
+  }
+
+ private:
+  sim::LoadedModule module{CORVALUX_MODULE_FILE};
+  sim::Instance instance;
+};
+
+}  // namespace
+
+std::unique_ptr<Subject> startModule(sim::Engine& engine, uint16_t port) {
+  return std::make_unique<ModuleSubject>(engine, port);
+}
+
+}  // namespace bench

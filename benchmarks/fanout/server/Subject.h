@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "engine/Engine.h"
+#include "support/Loads.h"
+
+namespace bench {
+
+/// A server that is measured: hears the engine's fast meters, and sends them to whoever subscribes.
+class Subject {
+ public:
+  Subject() = default;
+  virtual ~Subject() = default;
+  Subject(const Subject&) = delete;
+  Subject& operator=(const Subject&) = delete;
+
+  /// Told before the first event of a load. The engine is at rest then.
+  virtual void Prepare(const Load& /*load*/) {}
+
+  /// The number of the event that comes next; set by the engine's thread.
+  uint32_t sequence = 0;
+};
+
+/// Each starts serving on the loopback port, or throws. They live as long as the process, as the engine does.
+
+/// The built module, as the engine loads it.
+std::unique_ptr<Subject> startModule(sim::Engine& engine, uint16_t port);
+/// The smallest generic gRPC server of the callback kind: serialises once, shares the buffer.
+std::unique_ptr<Subject> startMinimal(sim::Engine& engine, uint16_t port);
+/// The same from generated stubs: serialises for each client, as most gRPC servers do.
+std::unique_ptr<Subject> startOrdinary(sim::Engine& engine, uint16_t port);
+/// One thread and epoll; sends bytes that are framed already. Converts and serialises nothing.
+std::unique_ptr<Subject> startFloor(sim::Engine& engine, uint16_t port);
+/// Publishes to a broker that listens there: "nats-server", "mosquitto" or "redis-server".
+std::unique_ptr<Subject> startPublisher(sim::Engine& engine, uint16_t port, const std::string& broker);
+
+/// What every gRPC server here may use, far more than it needs: see grpc_memory_kb.
+constexpr std::size_t quotaKb = 1024UL * 1024;
+
+}  // namespace bench

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "engine/KeyValues.h"
+
+namespace bench {
+
+/// What an event carries. The first entry's number comes first in its value and fits four bytes, see SetSequence.
+struct Load {
+  std::string_view name;
+  sim::KeyValues values;
+};
+
+/// 8 entries of one float: a small desk's peaks.
+Load smallLoad();
+/// 64 entries of 8 floats, under keys of about 20 characters: about 4 KB.
+Load mediumLoad();
+/// 512 entries of 32 floats: about 77 KB.
+Load largeLoad();
+/// 64 entries of all eight kinds in turn.
+Load mixedLoad();
+
+/// All of them, in this order.
+std::vector<Load> allLoads();
+
+/// The load of this name; throws std::invalid_argument.
+Load loadNamed(std::string_view name);
+
+/// Writes an event's number into the first entry, which must hold floats: its bytes stand in every client's message.
+void setSequence(sim::KeyValues& values, unsigned sequence);
+
+}  // namespace bench
