@@ -22,14 +22,17 @@ class TerminalTest : public testing::Test {
  protected:
   ~TerminalTest() override { Tmux("kill-server"); }
 
+  /// Every terminal has a server of its own: one that is being killed may still answer to the next.
   void Open(int columns, int rows, const std::string& environment = "") {
+    Tmux("kill-server");
+    ++terminals;
     Tmux("-f /dev/null new-session -d -x " + std::to_string(columns) + " -y " + std::to_string(rows) + " \"" +
          environment + " " + CORVALUX_MONITOR_FILE + " " + address + "; echo code $?; exec cat\"");
   }
 
   std::string Tmux(const std::string& arguments) const {
     const std::string command =
-        "env -u TMUX -u NO_COLOR LC_ALL=C.UTF-8 tmux -u -S " + (folder.Path() / "tmux").string() + " " + arguments + " 2>/dev/null";
+        "env -u TMUX -u NO_COLOR LC_ALL=C.UTF-8 tmux -u -S " + Socket() + " " + arguments + " 2>/dev/null";
     std::string output;
     FILE* pipe = popen(command.c_str(), "r");
     std::array<char, 4096> bytes;
@@ -40,6 +43,8 @@ class TerminalTest : public testing::Test {
     pclose(pipe);
     return output;
   }
+
+  std::string Socket() const { return (folder.Path() / ("tmux" + std::to_string(terminals))).string(); }
 
   void Keys(const std::string& keys) const { Tmux("send-keys " + keys); }
 
@@ -75,6 +80,7 @@ class TerminalTest : public testing::Test {
     device.SendLevel(Stream::changes, "input/1/gain", -4.5);
   }
 
+  int terminals = 0;
   const test::TempDir folder;
   const std::string address = folder.UnixAddress("s");
   test::FakeDevice device{address};
@@ -144,7 +150,6 @@ TEST_F(TerminalTest, HasColoursAndWorksWithoutThem) {
   SendAll();
   Open(80, 30, "TERM=tmux-256color");
   ExpectOnScreen({"\x1B[38;5;34m"}, "-e");
-  Tmux("kill-server");
   Open(80, 30, "TERM=tmux-256color NO_COLOR=1");
   EXPECT_EQ(Screen({" Voix – côté … ███"}, "-e").find("\x1B[38;"), std::string::npos);
   ExpectOnScreen({" Voix – côté … ███"});
