@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "engine/Ticker.h"
-#include "faults/ChildProcess.h"
+#include "faults/FaultyClient.h"
 #include "faults/ProcessUse.h"
 #include "support/ModuleTest.h"
 
