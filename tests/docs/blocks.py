@@ -52,6 +52,8 @@ class Reader:
     def problems(self):
         for block in self.document.blocks:
             yield from self.try_block(block)
+            if self.shell.lost:
+                break
 
     def try_block(self, block):
         unknown = set(block.marks) - MARKS
@@ -89,7 +91,8 @@ class Reader:
         if not commands:
             yield block.line, "a console without a command; a command begins with '$ '"
         for line, command, shown in commands:
-            yield from self.try_command(line, command, shown, block.marks)
+            if not self.shell.lost:
+                yield from self.try_command(line, command, shown, block.marks)
 
     def try_command(self, line, command, shown, marks):
         varying, name = "varying" in marks, command.splitlines()[0]
@@ -104,7 +107,7 @@ class Reader:
             return
         printed, status = self.shell.run(actual)
         if status != 0:
-            ended = "did not end in time" if status is None else f"ended with {status}"
+            ended = f"ended with {status}" if status else "did not end in time, so that what follows was not tried"
             yield line, f"`{name}` {ended}:\n" + "\n".join(printed)
         elif instead is None and not output.matches(here, printed, varying):
             yield line, f"`{name}` printed something else:\n" + "\n".join(printed)
@@ -125,9 +128,13 @@ class Reader:
                                      *self.place.compile_options])
 
     def feed(self, block, command):
-        done = subprocess.run(command, input=self.place.here(block.text, self.folder.name), text=True, check=False,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=shell.LIMIT,
-                              cwd=self.place.path_of(self.folder.name))
+        try:
+            done = subprocess.run(command, input=self.place.here(block.text, self.folder.name), text=True, check=False,
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=shell.LIMIT,
+                                  cwd=self.place.path_of(self.folder.name))
+        except subprocess.TimeoutExpired:
+            yield block.line, f"this {block.language} did not end in time"
+            return
         if done.returncode != 0:
             yield block.line, f"this {block.language} failed:\n{done.stdout}"
 

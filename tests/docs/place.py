@@ -1,15 +1,19 @@
 """Where documents are tried: a folder that looks like a clone in which everything is built."""
 import os
 import pathlib
+import random
 import socket
 
 PORT = "50005"  # the documents'; each run takes a free one
 
 
 def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return str(probe.getsockname()[1])
+    """Below the range from which the system hands out ports by itself."""
+    while True:
+        port = random.randrange(20000, 30000)
+        with socket.socket() as probe:
+            if probe.connect_ex(("127.0.0.1", port)) != 0:
+                return str(port)
 
 
 class Place:

@@ -5,14 +5,14 @@ import signal
 import subprocess
 import time
 
-LIMIT = 30  # seconds for a command
+LIMIT = float(os.environ.get("CORVALUX_DOCS_LIMIT", 30))  # seconds for a command; less where it is to be reached
 END = "--end of command--"
 
 
 class Shell:
     def __init__(self, folder, environment):
         self.folder = folder
-        self.background = []
+        self.lost = False  # a command has not ended: what comes next would not be understood
         self.files = 0
         self.process = subprocess.Popen(
             ["/bin/bash", "--noprofile", "--norc"], cwd=folder, env=environment, stdin=subprocess.PIPE,
@@ -45,6 +45,7 @@ class Shell:
         """The lines that it printed, and its status: None when it was still running after LIMIT, or ended the shell."""
         self._source(command)
         text, status = self._until_end()
+        self.lost = status is None
         return text.splitlines(), status
 
     def leave_running(self, command, enough):
