@@ -7,9 +7,10 @@ import shlex
 SCRIPTS = "setup demo test test-newest package prove-packages release benchmark soak fuzz fresh-root".split()
 
 
-def script_help(match):
-    words = shlex.split(match[0], comments=True)
-    words = words[words.index("sudo") + 1 if words[0] == "sudo" else 0:]
+def options_exist(command):
+    """A command that fails when the program's help does not name an option, or a group, of the given command."""
+    words = shlex.split(command, comments=True)
+    words = words[1:] if words[0] == "sudo" else words
     options = [word.partition("=")[0] for word in words[1:] if word.startswith("-")]
     groups = words[1:] if words[0].endswith("setup") else []
     checks = [f"help=$({words[0]} --help) || exit_status=1"]
@@ -39,7 +40,7 @@ EXCEPTIONS = [
     # Fetches. The tree that the tests run in takes the clone's place.
     (re.compile(r"git clone \S+ (\S+)$"), lambda match: f"ln -sfn . {match[1]}"),
     # Installs, builds all, or takes minutes.
-    (re.compile(rf"(sudo )?scripts/({'|'.join(SCRIPTS)})(?= |$)[^|;&<>]*"), script_help),
+    (re.compile(rf"(sudo )?scripts/({'|'.join(SCRIPTS)})(?= |$)[^|;&<>]*"), lambda match: options_exist(match[0])),
     (re.compile(r"cmake --preset \S+ && cmake --build --preset \S+( && ctest --preset \S+)?"), presets),
     (re.compile(r"sudo apt install .*\.deb"), present_packages),
     # Fills a terminal until somebody leaves it. Elsewhere it prints lines; one shows that it works.
