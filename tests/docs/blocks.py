@@ -20,13 +20,13 @@ MARKS = {"from", "file", "varying", "background"}
 
 
 def commands_of(block):
-    """(line, command, shown output) of each command; `$ ` begins one, `> ` goes on with it."""
+    """(line, command, shown output) of each command; `$ ` begins one, `> ` or a backslash before goes on with it."""
     commands = []
     for number, line in enumerate(block.lines, block.line + 1):
         if line.startswith("$ "):
             commands.append((number, line[2:], []))
-        elif line.startswith("> ") and commands and not commands[-1][2]:
-            commands[-1] = (commands[-1][0], commands[-1][1] + "\n" + line[2:], [])
+        elif commands and not commands[-1][2] and (line.startswith("> ") or commands[-1][1].endswith("\\")):
+            commands[-1] = (commands[-1][0], commands[-1][1] + "\n" + line.removeprefix("> "), [])
         elif commands:
             commands[-1][2].append(line)
     return commands

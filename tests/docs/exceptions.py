@@ -43,6 +43,11 @@ EXCEPTIONS = [
     (re.compile(rf"(sudo )?scripts/({'|'.join(SCRIPTS)})(?= |$)[^|;&<>]*"), lambda match: options_exist(match[0])),
     (re.compile(r"cmake --preset \S+ && cmake --build --preset \S+( && ctest --preset \S+)?"), presets),
     (re.compile(r"sudo apt install .*\.deb"), present_packages),
+    # Needs tools that may be missing, and never ends; tests/examples runs them.
+    (re.compile(r"examples/run (\w+)( \S+)?"), lambda match: f"examples/run --help | grep -qw {match[1]}"),
+    # Fetches; tests/buf calls it. The method is one of the schema's.
+    (re.compile(r"npx [^;&<>]*/corvalux\.grpc\.(\w+)/(\w+)"),
+     lambda match: f"sed '/^service {match[1]} /,/^}}/!d' proto/corvalux/grpc/streams.proto | grep 'rpc {match[2]}('"),
     # Fills a terminal until somebody leaves it. Elsewhere it prints lines; one shows that it works.
     (re.compile(r"((?:\S*/)?corvalux-monitor)( [^ -]\S*)?"), lambda match: match[0] + " --count 1"),
 ]

@@ -2,8 +2,10 @@
 import os
 import pathlib
 import random
+import shutil
 import socket
 
+NOT_OURS = {"build", "dist", "node_modules", ".git"}
 PORT = "50005"  # the documents'; each run takes a free one
 
 
@@ -29,13 +31,11 @@ class Place:
         return pathlib.Path(folder) / "clone"
 
     def furnish(self, folder):
-        """Makes the clone: links to what the real one has, and to this build under every name that documents use."""
+        """Makes the clone: a copy, because readers write into theirs; with this build under every name that they use."""
         clone = self.path_of(folder)
+        shutil.copytree(self.root, clone, ignore=lambda _, names: NOT_OURS.intersection(names))
         for made in (clone / "build", pathlib.Path(folder) / "bin", pathlib.Path(folder) / "tmp"):
-            made.mkdir(parents=True)
-        for entry in self.root.iterdir():
-            if entry.name not in ("build", "dist", ".git"):
-                (clone / entry.name).symlink_to(entry)
+            made.mkdir()
         for preset in ("dev", "release"):
             (clone / "build" / preset).symlink_to(self.build)
         for tool in ("devhost", "monitor"):
