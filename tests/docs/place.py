@@ -31,7 +31,7 @@ class Place:
         return pathlib.Path(folder) / "clone"
 
     def furnish(self, folder):
-        """Makes the clone: a copy, because readers write into theirs; with this build under every name that they use."""
+        """Makes the clone: a copy, because readers write into theirs; with this build under each name that they use."""
         clone = self.path_of(folder)
         shutil.copytree(self.root, clone, ignore=lambda _, names: NOT_OURS.intersection(names))
         for made in (clone / "build", pathlib.Path(folder) / "bin", pathlib.Path(folder) / "tmp"):
