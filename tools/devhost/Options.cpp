@@ -121,20 +121,26 @@ void addSceneOptions(CLI::App& app, Options& options) {
 }
 
 void addReplayOptions(CLI::App& app, ReplayOptions& options) {
-  CLI::Option* replay =
-      app.add_option("--replay", options.file, "Play a recording in place of the desk, once, and end")
-          ->type_name("FILE")
-          ->check([](const std::string& file) { return file.empty() ? "takes a file" : std::string(); })
-          ->group("Replay");
-  for (const char* name : {"--channels", "--fast-hz", "--slow-hz", "--changes-hz", "--seed", "--misbehave"}) {
-    replay->excludes(app.get_option(name));
-  }
+  app.add_option("--replay", options.file, "Play a recording in place of the desk, once, and end")
+      ->type_name("FILE")
+      ->check([](const std::string& file) { return file.empty() ? "takes a file" : std::string(); })
+      ->group("Replay");
   app.add_option("--pace", options.pace, "So many times faster than recorded, 0.001 to 1000" + byDefault(options.pace))
       ->type_name("FACTOR")
       ->check(between(0.001, 1000, "a number from 0.001 to 1000"))
-      ->needs(replay)
       ->group("Replay");
-  app.add_flag("--loop", options.loop, "Begin again at the end, until Ctrl-C")->needs(replay)->group("Replay");
+  app.add_flag("--loop", options.loop, "Begin again at the end, until Ctrl-C")->group("Replay");
+}
+
+/// A recording has no scene. Said here instead of with the options, whose help would be full of it.
+void checkReplayOptions(const CLI::App& app) {
+  const bool replays = app.count("--replay") > 0;
+  for (const char* name : {"--channels", "--fast-hz", "--slow-hz", "--changes-hz", "--seed", "--misbehave"}) {
+    if (replays && app.count(name) > 0) throw CLI::ExcludesError(name, "--replay");
+  }
+  for (const char* name : {"--pace", "--loop"}) {
+    if (!replays && app.count(name) > 0) throw CLI::RequiresError(name, "--replay");
+  }
 }
 
 void addRunOptions(CLI::App& app, Options& options) {
@@ -168,6 +174,7 @@ std::variant<Options, ExitCode> parse(int argc, const char* const* argv) {
   addRunOptions(app, options);
   try {
     app.parse(argc, argv);
+    checkReplayOptions(app);
   } catch (const CLI::Success& shown) {
     app.exit(shown);
     return ExitCode::success;
