@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "faults/Cadence.h"
-#include "faults/ChildProcess.h"
+#include "faults/FaultyClient.h"
 #include "support/ModuleTest.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "faults/Cadence.h"
-#include "faults/ChildProcess.h"
+#include "faults/FaultyClient.h"
 #include "faults/ProcessUse.h"
 #include "support/ModuleTest.h"
 
@@ -76,7 +76,7 @@ TEST_F(Network, HalfOpenConnectionsHoldUpNeitherTheEngineNorStop) {
   ASSERT_EQ(instance.Start({{"serverUrl", address + " " + far}}), 0);
   cadence.Start(address);
   const test::Observation quiet = cadence.Observe(600ms);
-  test::ChildProcess client(other.Command({"/usr/bin/python3", CORVALUX_FAULTS_CLIENT, "read", far, "60"}));
+  test::Process client(other.Command({"/usr/bin/python3", CORVALUX_FAULTS_CLIENT, "read", far, "60"}));
   ASSERT_EQ(client.ReadLine(test::patience).value_or("nothing"), "ready");
   ASSERT_TRUE(client.ReadLine(test::patience));
   ASSERT_TRUE(other.DropPackets());
@@ -120,7 +120,7 @@ TEST_F(Network, WithoutDescriptorsOpenStreamsGoOnAndStopReturns) {
   EXPECT_GE(during.Delivered(), 0.8);
   EXPECT_TRUE(cadence.OnlyRose());
   // Whether the server accepts again once there are descriptors is the library's affair, and differs by its version.
-  test::ChildProcess after({"/usr/bin/python3", CORVALUX_FAULTS_CLIENT, "read", address, "3"});
+  test::Process after({"/usr/bin/python3", CORVALUX_FAULTS_CLIENT, "read", address, "3"});
   after.ReadLine(3s);
   const bool accepts = after.ReadLine(3s).has_value();
   std::printf("ROW | descriptors exhausted | 262144 | %.0f %% | accepts again: %s |\n", 100 * during.Delivered(),

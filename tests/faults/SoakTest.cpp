@@ -12,7 +12,7 @@
 #include <random>
 
 #include "engine/Ticker.h"
-#include "faults/ChildProcess.h"
+#include "faults/FaultyClient.h"
 #include "faults/ProcessUse.h"
 #include "support/ModuleTest.h"
 #include "support/StreamClient.h"

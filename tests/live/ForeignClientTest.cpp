@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "engine/Ticker.h"
-#include "live/ChildProcess.h"
 #include "live/LiveTest.h"
+#include "support/Process.h"
 
 namespace {
 
@@ -36,20 +36,21 @@ TEST_F(ForeignClient, InPythonReadsAllKindsOnAllStreams) {
   for (const Event event : {Event::meterFast, Event::meterSlow, Event::changes}) {
     events.push_back(std::make_unique<sim::Ticker>(10ms, [this, event] { engine.Emit(event, valuesOf(event)); }));
   }
-  test::ChildProcess client({"/usr/bin/python3", CORVALUX_FOREIGN_CLIENT, address, CORVALUX_PYTHON_SCHEMA});
-  EXPECT_EQ(client.ExitCode(), 0) << client.Output() << "\n(it needs Debian's python3-grpcio and python3-protobuf)";
-  EXPECT_TRUE(client.HasPrinted("3 streams read, 10 messages each")) << client.Output();
+  test::Process client({"/usr/bin/python3", CORVALUX_FOREIGN_CLIENT, address, CORVALUX_PYTHON_SCHEMA});
+  EXPECT_EQ(client.Wait(), 0) << client.Output() << client.Errors()
+                              << "\n(it needs Debian's python3-grpcio and python3-protobuf)";
+  EXPECT_TRUE(client.HasPrinted("3 streams read, 10 messages each")) << client.Output() << client.Errors();
 }
 
 TEST_F(ForeignClient, InPythonIsEndedByStop) {
   StartModule();
   auto events = std::make_unique<sim::Ticker>(1ms, [this] { engine.Emit(Event::meterFast, {}); });
-  test::ChildProcess client(
+  test::Process client(
       {"/usr/bin/python3", CORVALUX_FOREIGN_CLIENT, address, CORVALUX_PYTHON_SCHEMA, "--until-the-end"});
-  ASSERT_TRUE(test::eventually([&] { return client.HasPrinted("subscribed"); })) << client.Output();
+  ASSERT_TRUE(test::eventually([&] { return client.HasPrinted("subscribed"); })) << client.Output() << client.Errors();
   EXPECT_LT(Stop(), 2s);
-  EXPECT_EQ(client.ExitCode(), 0) << client.Output();
-  EXPECT_TRUE(client.HasPrinted("ended: CANCELLED ''")) << client.Output();
+  EXPECT_EQ(client.Wait(), 0) << client.Output() << client.Errors();
+  EXPECT_TRUE(client.HasPrinted("ended: CANCELLED ''")) << client.Output() << client.Errors();
 }
 
 }  // namespace

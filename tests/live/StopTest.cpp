@@ -12,15 +12,15 @@
 #include <vector>
 
 #include "engine/Ticker.h"
-#include "live/ChildProcess.h"
 #include "live/LiveTest.h"
+#include "support/Process.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using sim::Event;
-using test::ChildProcess;
 using test::counted;
+using test::Process;
 using test::RawCall;
 using test::StreamClient;
 
@@ -62,10 +62,9 @@ class Returning {
 class Stopping : public test::LiveTest {
  protected:
   /// A client in a process of its own, subscribed.
-  std::unique_ptr<ChildProcess> Client(const std::string& method, Event event, const std::string& manner) {
-    auto client =
-        std::make_unique<ChildProcess>(std::vector<std::string>{CORVALUX_LIVE_CLIENT, address, method, manner});
-    EXPECT_TRUE(EmitUntil(event, counted(0), [&] { return client->HasPrinted("subscribed"); })) << client->Output();
+  std::unique_ptr<Process> Client(const std::string& method, Event event, const std::string& manner) {
+    auto client = std::make_unique<Process>(std::vector<std::string>{CORVALUX_LIVE_CLIENT, address, method, manner});
+    EXPECT_TRUE(EmitUntil(event, counted(0), [&] { return client->HasPrinted("subscribed"); })) << client->Errors();
     return client;
   }
 
@@ -125,7 +124,8 @@ TEST_F(Stopping, GivesUpOnAClientThatStoppedReading) {
   EXPECT_GE(time, oneWait);
   EXPECT_LT(time, test::stopLimit);
   EXPECT_EQ(reader.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
-  stalled->Signal(SIGKILL);  // its late death reaches nobody
+  stalled->Signal(SIGKILL);
+  stalled->Wait();  // its late death reaches nobody
   ExpectToServeAgain();
 }
 
@@ -151,7 +151,7 @@ TEST_F(Stopping, GivesUpOnAFrozenClient) {
   EXPECT_GE(time, oneWait);
   EXPECT_LT(time, test::stopLimit);
   frozen->Signal(SIGCONT);
-  EXPECT_EQ(frozen->ExitCode(), 0) << frozen->Output();  // it wakes up and finds its stream ended
+  EXPECT_EQ(frozen->Wait(), 0) << frozen->Errors();  // it wakes up and finds its stream ended
   ExpectToServeAgain();
 }
 

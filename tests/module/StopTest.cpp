@@ -1,5 +1,6 @@
 // What a stop does, step by step, with and without clients.
 #include <gmock/gmock.h>
+#include <grpc/grpc.h>
 
 #include <algorithm>
 #include <chrono>
@@ -51,6 +52,13 @@ TEST_F(Stop, WithoutClientsDoesNotSleep) {
   instance.Stop();
   EXPECT_EQ(test::GrpcCalls::Naps(), 0U);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+}
+
+// To shut the library down as well could take 10 s: it waits for connections that came in the moment of the stop.
+TEST_F(Stop, LeavesTheLibraryInitialised) {
+  StartModule();
+  instance.Stop();
+  EXPECT_TRUE(grpc_is_initialized());
 }
 
 TEST_F(Stop, LooksEveryFiftyMillisecondsForItsStreams) {

@@ -1,5 +1,6 @@
 #include "grpc.h"
 
+#include <grpc/grpc.h>
 #include <grpc/support/time.h>
 #include <grpcpp/impl/channel_argument_option.h>
 #include <grpcpp/resource_quota.h>
@@ -283,9 +284,18 @@ void setChannelArguments(::grpc::ServerBuilder& builder) {
       ::grpc::MakeChannelArgumentOption("grpc.http2.min_ping_interval_without_data_ms", minPingIntervalMs()));
 }
 
+/// Keeps the library initialised for as long as the process lives. Otherwise the end of the last server would shut the
+/// library down as well, on the host's thread. gRPC up to 1.51 forgets a connection that it accepts in the very moment
+/// in which its server stops, and to shut the library down would then wait 10 s for that connection, in vain.
+void keepLibraryInitialised() {
+  static const bool initialised = (grpc_init(), true);
+  static_cast<void>(initialised);
+}
+
 bool startServer(GrpcModuleState& state, const Settings& settings) {
   const std::string serverUrl = settings.serverUrl;
   if (serverUrl.empty()) return false;
+  keepLibraryInitialised();
 
   CORVALUX_LOG(logLifecycle, "grpc: creating services for gRPC callback APIs..");
   auto metersService = std::make_shared<GrpcMetersServiceGeneric>(state.fastPublisher.get(), state.slowPublisher.get());

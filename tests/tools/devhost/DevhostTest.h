@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Process.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace test {

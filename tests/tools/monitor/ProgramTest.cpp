@@ -11,10 +11,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "../devhost/Process.h"
 #include "FakeDevice.h"
 #include "recording/Recording.h"
 #include "support/Deadline.h"
+#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "Process.h"
+#include "support/Process.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -31,7 +31,7 @@ pid_t spawn(std::vector<std::string>& command, int output, int errors) {
   posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
   pid_t pid = 0;
-  const int error = posix_spawn(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
+  const int error = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(output);
   close(errors);
@@ -58,7 +58,11 @@ Process::~Process() {
   errors.reader.join();
 }
 
-void Process::Signal(int signal) const { kill(pid, signal); }
+void Process::Signal(int signal) const {
+  if (pid == 0) return;
+  kill(pid, signal);
+  if (signal == SIGSTOP) waitpid(pid, nullptr, WUNTRACED);
+}
 
 void Process::Read(Stream& stream, int file) {
   std::array<char, 4096> bytes;
@@ -79,11 +83,25 @@ bool Process::WaitFor(Stream& stream, const std::string& text) {
   return found();
 }
 
+std::optional<std::string> Process::ReadLine(std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex);
+  auto end = std::string::npos;
+  changed.wait_for(lock, limit, [&] {
+    end = output.text.find('\n', linesRead);
+    return end != std::string::npos || !output.open;
+  });
+  if (end == std::string::npos) return std::nullopt;
+  std::string line = output.text.substr(linesRead, end - linesRead);
+  linesRead = end + 1;
+  return line;
+}
+
 std::optional<int> Process::Wait() {
   {
     std::unique_lock lock(mutex);
     if (!changed.wait_for(lock, patience, [this] { return !output.open && !errors.open; })) return std::nullopt;
   }
+  if (pid == 0) return std::nullopt;
   int status = 0;
   waitpid(pid, &status, 0);
   pid = 0;

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -12,23 +13,31 @@
 namespace test {
 
 /// A program that runs as a child, with its output collected. Killed at the end if it still runs.
+/// Spawned, never forked: the gRPC library does not survive a fork.
+/// Threads: use on one thread.
 class Process {
  public:
-  /// `command` is the program's path and its arguments. Throws std::system_error when it cannot be run.
+  /// `command` is the program's path, or a name to be found in PATH, and its arguments. Throws std::system_error when
+  /// it cannot be run.
   explicit Process(std::vector<std::string> command);
   ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
+  /// Sends the signal, if it still runs; SIGSTOP has taken effect when this returns.
   void Signal(int signal) const;
 
   /// Wait until the output contains `text`; false when it does not in time, or when the program ends without it.
   bool WaitForOutput(const std::string& text) { return WaitFor(output, text); }
   bool WaitForErrors(const std::string& text) { return WaitFor(errors, text); }
 
+  /// The next line of the output; nothing when none comes within `limit`, or when the output has ended.
+  std::optional<std::string> ReadLine(std::chrono::milliseconds limit);
+
   /// Waits for the end and gives the exit code; nothing when the program does not end in time or is killed by a signal.
   std::optional<int> Wait();
 
+  bool HasPrinted(const std::string& text) const { return Output().find(text) != std::string::npos; }
   std::string Output() const { return Text(output); }
   std::string Errors() const { return Text(errors); }
 
@@ -47,7 +56,8 @@ class Process {
   std::condition_variable changed;
   Stream output;
   Stream errors;
-  pid_t pid = 0;  ///< 0 once it has been waited for
+  std::size_t linesRead = 0;  ///< where the next line of the output begins
+  pid_t pid = 0;              ///< 0 once it has been waited for
 };
 
 }  // namespace test
