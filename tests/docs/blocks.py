@@ -10,6 +10,7 @@ import json
 import os
 import subprocess
 import tempfile
+import textwrap
 import xml.etree.ElementTree
 
 import exceptions
@@ -74,7 +75,10 @@ class Reader:
         file = self.place.root / block.marks["from"]
         if not file.is_file():
             yield block.line, f"an excerpt of {block.marks['from']}, which is not there"
-        elif f"\n{block.text}" not in "\n" + file.read_text(encoding="utf-8"):
+            return
+        lines, size = file.read_text(encoding="utf-8").splitlines(), len(block.lines)
+        parts = (textwrap.dedent("\n".join(lines[begin:begin + size])) for begin in range(len(lines)))
+        if textwrap.dedent("\n".join(block.lines)) not in parts:
             yield block.line, f"these lines are not in {block.marks['from']}"
 
     def save(self, block):

@@ -10,12 +10,7 @@ import grpc
 
 from harness import check, free_port, host, stream
 
-CLIENT = """
-import grpc, sys
-sys.path.insert(0, sys.argv[2])
-from harness import stream
-next(stream(grpc.insecure_channel(sys.argv[1]), 5))
-"""
+CLIENT = pathlib.Path(__file__).with_name("listen.py")
 
 
 def listens_as(user, groups, address):
@@ -24,7 +19,7 @@ def listens_as(user, groups, address):
         os.setgroups(groups)
         os.setgid(user.pw_gid)
         os.setuid(user.pw_uid)
-    command = ["/usr/bin/python3", "-c", CLIENT, address, str(pathlib.Path(__file__).parent)]
+    command = ["/usr/bin/python3", str(CLIENT), address]
     return subprocess.run(command, preexec_fn=become, capture_output=True, check=False, cwd="/").returncode == 0
 
 
@@ -32,7 +27,8 @@ def test_loopback(devhost):
     port = free_port()
     with host(devhost, f"127.0.0.1:{port}"):
         listening = subprocess.run(["ss", "-Hltn", f"sport = :{port}"], capture_output=True, text=True, check=True).stdout
-        check(listening.split()[3] in (f"127.0.0.1:{port}", f"[::ffff:127.0.0.1]:{port}"), "a loopback address listens on the loopback interface only")
+        check(listening.split()[3] in (f"127.0.0.1:{port}", f"[::ffff:127.0.0.1]:{port}"),
+              "a loopback address listens on the loopback interface only")
         check(next(stream(grpc.insecure_channel(f"127.0.0.1:{port}"))), "a client on the device gets meters")
 
 

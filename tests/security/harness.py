@@ -39,8 +39,9 @@ def running(command, **options):
 
 @contextlib.contextmanager
 def host(devhost, url, *more):
-    """The development host with the module on `url`, once it serves."""
-    command = [devhost, "--set", f"serverUrl={url}", "--log-level", "4", *more]
+    """The development host, a program or the command that runs it, with the module on `url`, once it serves."""
+    program = devhost if isinstance(devhost, list) else [devhost]
+    command = [*program, "--set", f"serverUrl={url}", "--log-level", "4", *more]
     with running(command, stdout=subprocess.PIPE, text=True) as process:
         check("serves" in process.stdout.readline(), f"the module serves {url}")
         yield process

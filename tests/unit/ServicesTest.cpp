@@ -36,10 +36,12 @@ TEST_F(MetersService, OtherNamesAreUnimplemented) {
   for (const char* method :
        {"/corvalux.grpc.Meters/", "/corvalux.grpc.Meters/GetMetersfast", "/corvalux.grpc.Meters/getMetersFast",
         "/corvalux.grpc.meters/GetMetersFast", "/corvalux.grpc.Meters/GetMetersFas",
-        "/corvalux.grpc.Meters/GetMetersFast2", "/corvalux.grpc.Meters/GetMetersBoth", ""}) {
+        "/corvalux.grpc.Meters/GetMetersFast2", "/corvalux.grpc.Meters/GetMetersSlow/",
+        "/corvalux.grpc.Meters/GetMetersSlo", "/corvalux.grpc.Meters/GetMetersBoth", ""}) {
     ExpectUnimplemented(*meters, method);
   }
   EXPECT_FALSE(fast.HasSubscribers());
+  EXPECT_FALSE(slow.HasSubscribers());
   EXPECT_TRUE(meters->Empty());
   EXPECT_THAT(log.Texts(), IsEmpty());
 }

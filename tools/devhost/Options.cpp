@@ -15,7 +15,8 @@ namespace {
 
 constexpr const char* description =
     "Plays the corvalux engine: loads a module, starts it, and feeds it the meters and\n"
-    "changes of a mixing desk at work until Ctrl-C, or for --seconds.";
+    "changes of a mixing desk at work until Ctrl-C, or for --seconds. With --replay it\n"
+    "plays what the monitor has recorded instead.";
 
 constexpr const char* examples =
     "Examples:\n"
@@ -28,7 +29,9 @@ constexpr const char* examples =
     "  corvalux-devhost --set grpc_memory_kb=4096 --log-level warning --seed 7\n"
     "      with more memory for clients, fewer log lines, and another scene\n"
     "  corvalux-devhost --misbehave not-utf8 --misbehave unknown-kinds --stats\n"
-    "      to see what a client does about an unusual engine\n";
+    "      to see what a client does about an unusual engine\n"
+    "  corvalux-devhost --replay show.recording --pace 0.5 --loop\n"
+    "      what was recorded with corvalux-monitor --record, at half its pace, again and again\n";
 
 constexpr const char* exitCodes =
     "Exit codes:\n"
@@ -36,7 +39,8 @@ constexpr const char* exitCodes =
     "  1  the module cannot be loaded\n"
     "  2  the command line is wrong\n"
     "  3  the module refused to start\n"
-    "  4  the module broke the rules of the host's interface (each case is on stderr)\n";
+    "  4  the module broke the rules of the host's interface (each case is on stderr)\n"
+    "  5  the recording cannot be played, or not to its end (stderr says why)\n";
 
 /// The module that was built or installed with this program, seen from its own place: both can be moved.
 std::filesystem::path ownModule() {
@@ -116,6 +120,29 @@ void addSceneOptions(CLI::App& app, Options& options) {
       ->group("Scene");
 }
 
+void addReplayOptions(CLI::App& app, ReplayOptions& options) {
+  app.add_option("--replay", options.file, "Play a recording in place of the desk, once, and end")
+      ->type_name("FILE")
+      ->check([](const std::string& file) { return file.empty() ? "takes a file" : std::string(); })
+      ->group("Replay");
+  app.add_option("--pace", options.pace, "So many times faster than recorded, 0.001 to 1000" + byDefault(options.pace))
+      ->type_name("FACTOR")
+      ->check(between(0.001, 1000, "a number from 0.001 to 1000"))
+      ->group("Replay");
+  app.add_flag("--loop", options.loop, "Begin again at the end, until Ctrl-C")->group("Replay");
+}
+
+/// A recording has no scene. Said here instead of with the options, whose help would be full of it.
+void checkReplayOptions(const CLI::App& app) {
+  const bool replays = app.count("--replay") > 0;
+  for (const char* name : {"--channels", "--fast-hz", "--slow-hz", "--changes-hz", "--seed", "--misbehave"}) {
+    if (replays && app.count(name) > 0) throw CLI::ExcludesError(name, "--replay");
+  }
+  for (const char* name : {"--pace", "--loop"}) {
+    if (!replays && app.count(name) > 0) throw CLI::RequiresError(name, "--replay");
+  }
+}
+
 void addRunOptions(CLI::App& app, Options& options) {
   app.add_option("--seconds", options.seconds, "Stop after this time (default: on Ctrl-C only)")
       ->type_name("SECONDS")
@@ -143,9 +170,11 @@ std::variant<Options, ExitCode> parse(int argc, const char* const* argv) {
   app.get_formatter()->column_width(28);
   addModuleOptions(app, options);
   addSceneOptions(app, options);
+  addReplayOptions(app, options.replay);
   addRunOptions(app, options);
   try {
     app.parse(argc, argv);
+    checkReplayOptions(app);
   } catch (const CLI::Success& shown) {
     app.exit(shown);
     return ExitCode::success;

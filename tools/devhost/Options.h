@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -12,7 +13,14 @@
 namespace devhost {
 
 /// What the program ends with.
-enum class ExitCode { success = 0, notLoaded = 1, usage = 2, notStarted = 3, misuse = 4 };
+enum class ExitCode { success = 0, notLoaded = 1, usage = 2, notStarted = 3, misuse = 4, notReplayed = 5 };
+
+/// A recording to play in place of the scene.
+struct ReplayOptions {
+  std::string file;  ///< empty: none
+  double pace = 1;   ///< above 0
+  bool loop = false;
+};
 
 /// What the command line asks for.
 struct Options {
@@ -20,7 +28,8 @@ struct Options {
   sim::KeyValues config;
   scene::MixerSettings mixer;  ///< a cadence of 0: no such lists
   std::vector<Misbehaviour> misbehaviours;
-  std::optional<double> seconds;  ///< above 0; none: until told to stop
+  ReplayOptions replay;
+  std::optional<double> seconds;  ///< above 0; none: until told to stop, or until the replay ends
   int logLevel = 1;               ///< the lowest level that is shown
   bool quiet = false;
   bool stats = false;  ///< a line of figures every second

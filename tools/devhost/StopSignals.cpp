@@ -1,5 +1,7 @@
 #include "devhost/StopSignals.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 
@@ -11,6 +13,8 @@ StopSignals::StopSignals() {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);  // a reader of our output that leaves must not end the engine
 }
+
+void StopSignals::Raise() { kill(getpid(), SIGTERM); }
 
 bool StopSignals::WaitUntil(std::optional<std::chrono::steady_clock::time_point> deadline) const {
   using std::chrono::duration_cast;

@@ -12,6 +12,9 @@ class StopSignals {
  public:
   StopSignals();
 
+  /// Does what a request to terminate does. Thread-safe.
+  static void Raise();
+
   /// Waits for one of the signals, or until `deadline`; true for a signal. Without a deadline, for as long as it takes.
   bool WaitUntil(std::optional<std::chrono::steady_clock::time_point> deadline) const;
 

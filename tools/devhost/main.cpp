@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <variant>
 
@@ -14,6 +15,8 @@
 #include "devhost/Player.h"
 #include "devhost/Statistics.h"
 #include "devhost/StopSignals.h"
+#include "devhost/replay/Replay.h"
+#include "devhost/replay/Tape.h"
 #include "engine/Engine.h"
 #include "engine/Instance.h"
 #include "engine/LoadedModule.h"
@@ -70,6 +73,28 @@ std::string summary(Clock::duration time, const Statistics& statistics, std::siz
          " of the host's interface";
 }
 
+std::string describe(const ReplayOptions& options) {
+  char pace[32];
+  std::snprintf(pace, sizeof pace, "%g", options.pace);
+  return "replays " + options.file + " at " + pace + (options.loop ? " times its pace, in a loop" : " times its pace");
+}
+
+/// Feeds the engine until the end that the options ask for, and stops the instance. Events go on while the module
+/// stops, as in an engine.
+void play(const Options& options, const StopSignals& stopSignals, sim::Engine& engine, sim::Instance& instance,
+          replay::Tape* tape, Statistics& statistics) {
+  std::optional<Player> player;
+  std::optional<replay::Replay> replay;
+  if (tape) {
+    announce(options, describe(options.replay));
+    replay.emplace(engine, *tape, options.replay.pace, StopSignals::Raise);
+  } else {
+    player.emplace(engine, options.mixer, options.misbehaviours);
+  }
+  waitForEnd(options, stopSignals, statistics);
+  instance.Stop();
+}
+
 ExitCode refuse(const std::string& address, sim::Instance& instance, const sim::Engine& engine) {
   instance.Stop();
   const std::size_t misuses = complainAboutMisuse(engine);
@@ -77,7 +102,7 @@ ExitCode refuse(const std::string& address, sim::Instance& instance, const sim::
   return misuses > 0 ? ExitCode::misuse : ExitCode::notStarted;
 }
 
-ExitCode run(const Options& options, const StopSignals& stopSignals) {
+ExitCode run(const Options& options, const StopSignals& stopSignals, replay::Tape* tape) {
   const sim::LoadedModule module(options.module);
   sim::Engine engine;
   Statistics statistics(withIntervals(options));
@@ -90,15 +115,25 @@ ExitCode run(const Options& options, const StopSignals& stopSignals) {
   if (instance.Start(options.config) != 0) return refuse(address, instance, engine);
   announce(options, module.Name() + " " + module.Version() + " serves " + address + "; stop it with Ctrl-C");
   const auto begin = Clock::now();
-  {
-    // Events go on while the module stops, as in an engine.
-    const Player player(engine, options.mixer, options.misbehaviours);
-    waitForEnd(options, stopSignals, statistics);
-    instance.Stop();
-  }
+  play(options, stopSignals, engine, instance, tape, statistics);
   const std::size_t misuses = complainAboutMisuse(engine);
   announce(options, summary(Clock::now() - begin, statistics, misuses));
-  return misuses > 0 ? ExitCode::misuse : ExitCode::success;
+  const bool cutShort = tape && !tape->Failure().empty();
+  if (cutShort) complain(tape->Failure());
+  if (misuses > 0) return ExitCode::misuse;
+  return cutShort ? ExitCode::notReplayed : ExitCode::success;
+}
+
+/// Looks at the recording before the module is touched.
+ExitCode runReplay(const Options& options, const StopSignals& stopSignals) {
+  std::optional<replay::Tape> tape;
+  try {
+    tape.emplace(options.replay.file, options.replay.loop);
+  } catch (const std::runtime_error& error) {
+    complain(error.what());
+    return ExitCode::notReplayed;
+  }
+  return run(options, stopSignals, &*tape);
 }
 
 }  // namespace
@@ -113,7 +148,9 @@ int main(int argc, char** argv) {
     if (const auto* code = std::get_if<ExitCode>(&parsed)) return static_cast<int>(*code);
     const auto& options = std::get<devhost::Options>(parsed);
     const devhost::LogPrinter logPrinter(options.logLevel);
-    return static_cast<int>(devhost::run(options, stopSignals));
+    const bool replays = !options.replay.file.empty();
+    return static_cast<int>(replays ? devhost::runReplay(options, stopSignals)
+                                    : devhost::run(options, stopSignals, nullptr));
   } catch (const std::exception& error) {
     devhost::complain(error.what());
     return static_cast<int>(ExitCode::notLoaded);

@@ -225,6 +225,11 @@ TEST_F(Devhost, SaysWhatIsWrongWithTheCommandLine) {
   ExpectComplaint({"--seed", "-1"}, 2, "--seed: takes a whole number from 0 on, not '-1'");
   ExpectComplaint({"--log-level", "loud"}, 2, "'loud' is no level");
   ExpectComplaint({"--misbehave", "loudly"}, 2, "there is no misbehaviour 'loudly'; there are unknown-kinds, empty-");
+  ExpectComplaint({"--replay", ""}, 2, "--replay: takes a file");
+  ExpectComplaint({"--replay", "a", "--pace", "0"}, 2, "--pace: takes a number from 0.001 to 1000, not '0'");
+  ExpectComplaint({"--pace", "2"}, 2, "--pace requires --replay");
+  ExpectComplaint({"--loop"}, 2, "--loop requires --replay");
+  ExpectComplaint({"--replay", "a", "--channels", "2"}, 2, "--channels excludes --replay");
   ExpectComplaint({"--frobnicate"}, 2, "--frobnicate");
   ExpectComplaint({"extra"}, 2, "extra");
 }
@@ -247,6 +252,9 @@ TEST_F(Devhost, HelpNamesEveryOptionKeyAndExitCode) {
                                  "--slow-hz HZ",
                                  "--changes-hz HZ",
                                  "--seed NUMBER",
+                                 "--replay FILE",
+                                 "--pace FACTOR",
+                                 "--loop",
                                  "--seconds SECONDS",
                                  "--log-level LEVEL",
                                  "-q,--quiet",
@@ -264,7 +272,8 @@ TEST_F(Devhost, HelpNamesEveryOptionKeyAndExitCode) {
                                  "  1  ",
                                  "  2  ",
                                  "  3  ",
-                                 "  4  "}) {
+                                 "  4  ",
+                                 "  5  "}) {
     EXPECT_THAT(devhost.Output(), HasSubstr(part));
   }
 }
