@@ -10,7 +10,7 @@
 ///
 /// What the module does not check, and the engine must guarantee:
 ///   - every text is non-null and ends with NUL; bytes that are not UTF-8 are passed on as they come;
-///   - every array pointer covers `count` elements, is aligned for them, and `count` is below 2^31;
+///   - every array pointer covers `count` elements, and `count` is below 2^31;
 ///   - a meter callback is never run twice at a time for one registration (fast and slow may overlap, and so may
 ///     change callbacks, even with themselves);
 ///   - removing a callback returns only when no call of it is running any more: the module frees `user` right after.
@@ -104,7 +104,8 @@ typedef int32_t (*KeyValueVisitor)(const KeyValueEntry* entry, void* user);
 typedef void (*EngineCallback)(KeyValueList values, void* user);
 
 /// [any-thread] Writes a log line. `level`: 1 progress and detail, 2 lifecycle, 3 warning, 4 error. `flag` is 1.
-/// `file` lives as long as the module; every other text dies when the call returns.
+/// `file` lives as long as the module; every other text dies when the call returns. The module may hold its locks: so
+/// this must neither raise an event of the engine nor wait for one.
 void corvalux_log(int32_t level, const char* file, int32_t line, int32_t flag, const char* format, ...)
     CORVALUX_PRINTF(5, 6);
 

@@ -169,7 +169,7 @@ class Machine {
   const bool keepLatestOnly;
   PublisherGeneric<Meter> publisher;
   std::shared_ptr<fuzz::Owner<Meter>> owner = std::make_shared<fuzz::Owner<Meter>>();
-  test::MockStream stream;
+  fuzz::RecordedStream stream;
   WriterReactorGeneric<Meter>* reactor;
 
   // What the reactor should be like.

@@ -3,10 +3,10 @@
 #include <memory>
 
 #include "fuzz/Check.h"
+#include "fuzz/RecordedStream.h"
 #include "module/grpc/PublisherGeneric.h"
 #include "module/grpc/ReactorOwnerGeneric.h"
 #include "module/grpc/WriterReactorGeneric.h"
-#include "support/MockStream.h"
 
 namespace fuzz {
 
@@ -45,7 +45,7 @@ class Subscription {
 
  private:
   std::shared_ptr<Owner<T>> owner = std::make_shared<Owner<T>>();
-  test::MockStream stream;
+  RecordedStream stream;
   corvalux::grpc::WriterReactorGeneric<T>* reactor;
 };
 

@@ -9,29 +9,33 @@
 
 namespace test {
 
-ScriptedStream::ScriptedStream(::grpc::ServerGenericBidiReactor* call, bool bind) : call(call) {
+ScriptedStream::ScriptedStream(::grpc::ServerGenericBidiReactor* call, bool bind) : bidi(call) {
   if (bind) Bind();
 }
 
 ScriptedStream::~ScriptedStream() {
-  if (call) Done();
+  if (bidi) Done();
 }
 
-void ScriptedStream::Bind() { BindReactor(call); }
+void ScriptedStream::Bind() {
+  // The library hands the stream over to other threads, but under a mutex that the thread sanitizer does not see.
+  { const std::lock_guard lock(mutex); }
+  BindReactor(bidi);
+}
 
 void ScriptedStream::CompleteWrite(bool ok) {
   {
     const std::lock_guard lock(mutex);
     if (!std::exchange(writing, false)) ADD_FAILURE() << "no write is outstanding";
   }
-  call->OnWriteDone(ok);
+  bidi->OnWriteDone(ok);
 }
 
-void ScriptedStream::CompleteRead(bool ok) { call->OnReadDone(ok); }
+void ScriptedStream::CompleteRead(bool ok) { bidi->OnReadDone(ok); }
 
-void ScriptedStream::Cancel() { call->OnCancel(); }
+void ScriptedStream::Cancel() { bidi->OnCancel(); }
 
-void ScriptedStream::Done() { std::exchange(call, nullptr)->OnDone(); }
+void ScriptedStream::Done() { std::exchange(bidi, nullptr)->OnDone(); }
 
 std::vector<ScriptedStream::Written> ScriptedStream::Writes() const {
   const std::lock_guard lock(mutex);
@@ -70,8 +74,8 @@ bool ScriptedStream::WaitForFinish() const {
 }
 
 void ScriptedStream::Write(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions options) {
-  if (onWrite) onWrite();
   const std::lock_guard lock(mutex);
+  if (onWrite) onWrite();
   if (std::exchange(writing, true)) ADD_FAILURE() << "written while a write is outstanding";
   writes.push_back({message, bytesOf(*message), options});
   changed.notify_all();

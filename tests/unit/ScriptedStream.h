@@ -60,10 +60,12 @@ class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::B
   void WriteAndFinish(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions options, ::grpc::Status status) override;
 
  private:
-  ::grpc::internal::ServerReactor* reactor() override { return call; }
+  ::grpc::internal::ServerReactor* reactor() override { return bidi; }
   void CallOnDone() override {}
+  // Newer libraries ask for the call behind a stream; there is none, and older ones have nothing to override.
+  grpc_call* call() { return nullptr; }  // NOLINT(modernize-use-override)
 
-  ::grpc::ServerGenericBidiReactor* call;  // null when done
+  ::grpc::ServerGenericBidiReactor* bidi;  // null when done
   std::function<void()> onWrite;
   mutable std::mutex mutex;
   mutable std::condition_variable changed;

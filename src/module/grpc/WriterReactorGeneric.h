@@ -54,7 +54,7 @@ class WriterReactorGeneric final : public WriterGeneric, public ::grpc::ServerGe
       Enqueue(std::move(message));
       return;
     }
-    if (!pendingQueue.empty()) {  // starting a write has failed before
+    if (!pendingQueue.empty()) {  // a write has failed, and nobody has marked the stream finished yet
       pendingQueue.push_back(std::move(message));
       message = TakePending();
     }

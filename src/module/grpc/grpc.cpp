@@ -406,6 +406,7 @@ void stopCycle(HostModuleRecord* record) noexcept {
 namespace {
 
 int32_t start(HostModuleRecord* record, KeyValueList config) {
+  CORVALUX_LOG(logDetail, "%s(%s, %p)", "startCycle", nameOf(record), static_cast<const void*>(config));
   const Settings settings = readSettings(config);
   // The slot comes first and unseen: stop must find whatever a failed start leaves behind.
   auto* state = new GrpcModuleState;
@@ -423,7 +424,6 @@ int32_t start(HostModuleRecord* record, KeyValueList config) {
 }  // namespace
 
 int32_t startCycle(HostModuleRecord* record, KeyValueList config) noexcept {
-  CORVALUX_LOG(logDetail, "%s(%s, %p)", "startCycle", nameOf(record), static_cast<const void*>(config));
   try {
     return start(record, config);
   } catch (const std::exception& e) {

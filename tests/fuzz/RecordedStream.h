@@ -3,21 +3,19 @@
 #include <grpcpp/generic/async_generic_service.h>
 #include <grpcpp/support/server_callback.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "support/StreamClient.h"
 
-namespace test {
+namespace fuzz {
 
-/// Stands where the library's stream stands: records what a reactor asks for, and completes it when the test says so.
-class MockStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
+/// The library's side of one call on a single thread: only keeps what the reactor asks for.
+class RecordedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
  public:
   struct WriteCall {
     const ::grpc::ByteBuffer* buffer;
     std::string bytes;
-    ::grpc::WriteOptions options;
   };
 
   /// From now on the reactor's calls arrive here; those it made before arrive first.
@@ -29,9 +27,8 @@ class MockStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteB
   void Finish(::grpc::Status status) override { finishes.push_back(status); }
   void SendInitialMetadata() override {}
   void Read(::grpc::ByteBuffer* /*message*/) override { ++reads; }
-  void Write(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions options) override {
-    if (onWrite) onWrite();
-    writes.push_back({message, bytesOf(*message), options});
+  void Write(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions /*options*/) override {
+    writes.push_back({message, test::bytesOf(*message)});
   }
   void WriteAndFinish(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions options, ::grpc::Status status) override {
     Write(message, options);
@@ -41,7 +38,6 @@ class MockStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteB
   std::vector<WriteCall> writes;
   std::vector<::grpc::Status> finishes;
   int reads = 0;
-  std::function<void()> onWrite;  ///< runs before a write is recorded, and may throw
 
  private:
   ::grpc::internal::ServerReactor* reactor() override { return bound; }
@@ -52,4 +48,4 @@ class MockStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteB
   ::grpc::ServerGenericBidiReactor* bound = nullptr;
 };
 
-}  // namespace test
+}  // namespace fuzz
