@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 constexpr auto roundTime = 4s;
 constexpr auto stopLimit = 2 * 2050ms + 1s;
 
-/// Seconds to go on: few in every test run, more with CORVALUX_SOAK_SECONDS.
+/// Seconds to go on: few, or as many as CORVALUX_SOAK_SECONDS says.
 std::chrono::seconds soakTime() {
   const char* text = std::getenv("CORVALUX_SOAK_SECONDS");
   return std::chrono::seconds(text ? std::atoi(text) : 16);

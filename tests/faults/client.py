@@ -176,12 +176,21 @@ def tiny_window(address, seconds):
         connection.send(window(stream, 1))
 
 
+def break_off(connection):
+    connection.subscribe()
+    connection.send(frame(HEADERS, END_HEADERS, 99, request(FAST))[:20])
+    connection.reset()
+
+
 def reset_mid_frame(address, seconds):
     def fault(connection):
-        connection.subscribe()
-        connection.send(frame(HEADERS, END_HEADERS, 99, request(FAST))[:20])
-        connection.reset()
+        break_off(connection)
+        time.sleep(0.005)
     again(address, seconds, fault)
+
+
+def reset_flood(address, seconds):
+    again(address, seconds, break_off)
 
 
 def slow_handshake(address, seconds):
@@ -247,6 +256,7 @@ def connection_flood(address, seconds):
             time.sleep(0.01)
         if len(held) >= 300:
             held.pop(0).socket.close()
+        time.sleep(0.002)
 
 
 def stream_flood(address, seconds):
