@@ -1,27 +1,73 @@
 // What a stop does, step by step, with and without clients.
 #include <gmock/gmock.h>
 #include <grpc/grpc.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
+#include <vector>
 
+#include "engine/Ticker.h"
 #include "module/Journal.h"
 #include "module/RecordedTest.h"
 #include "support/StreamClient.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using sim::Event;
 using test::StreamClient;
 using test::Texts;
 using testing::ElementsAre;
 
+/// Disturbs the thread that makes it, every few milliseconds, with a signal that ends system calls.
+class Signals {
+ public:
+  Signals() : target(pthread_self()) {
+    count = 0;
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++count; };
+    sigaction(SIGUSR1, &action, &before);  // without SA_RESTART
+    sender.emplace(5ms, [this] { pthread_kill(target, SIGUSR1); });
+  }
+  ~Signals() {
+    sender.reset();
+    sigaction(SIGUSR1, &before, nullptr);
+  }
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
+
+  int Count() const { return count; }
+
+ private:
+  static inline std::atomic<int> count = 0;
+  const pthread_t target;
+  struct sigaction before {};
+  std::optional<sim::Ticker> sender;
+};
+
 class Stop : public test::RecordedTest {
  protected:
   bool Subscribed(const StreamClient& client, Event event) {
     return EmitUntil(event, {}, [&] { return !client.Messages().empty(); });
+  }
+
+  /// Gives a client that does not read more than it takes unread, so that its stream cannot end; false when it never
+  /// subscribes.
+  bool Stuck() {
+    const sim::KeyValues heavy = {{"weight", std::vector<float>(50'000)}};
+    return EmitUntil(Event::meterFast, heavy, [&] { return engine.Visits() > 0; });
+  }
+
+  std::chrono::nanoseconds StopAndMeasure() {
+    const auto begin = std::chrono::steady_clock::now();
+    instance.Stop();
+    return std::chrono::steady_clock::now() - begin;
   }
 
   /// Stops, and tells all that could be seen of it.
@@ -48,10 +94,8 @@ TEST_F(Stop, WithoutClientsGoesStraightThrough) {
 
 TEST_F(Stop, WithoutClientsDoesNotSleep) {
   StartModule();
-  const auto begin = std::chrono::steady_clock::now();
-  instance.Stop();
+  EXPECT_LT(StopAndMeasure(), 1s);
   EXPECT_EQ(test::GrpcCalls::Naps(), 0U);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
 }
 
 // To shut the library down as well could take 10 s: it waits for connections that came in the moment of the stop.
@@ -61,15 +105,32 @@ TEST_F(Stop, LeavesTheLibraryInitialised) {
   EXPECT_TRUE(grpc_is_initialized());
 }
 
-TEST_F(Stop, LooksEveryFiftyMillisecondsForItsStreams) {
+TEST_F(Stop, LooksNoLongerThanItsStreamsLast) {
   StartModule();
   StreamClient client(address, test::fastMethod);
   ASSERT_TRUE(Subscribed(client, Event::meterFast));
-  const auto begin = std::chrono::steady_clock::now();
-  instance.Stop();
-  const auto took = std::chrono::steady_clock::now() - begin;
-  EXPECT_LE(test::GrpcCalls::Naps() * std::chrono::milliseconds(50), took);
-  EXPECT_LT(took, std::chrono::seconds(2)) << "the stream did not end by itself";
+  const auto took = StopAndMeasure();
+  EXPECT_LE(test::GrpcCalls::Naps() * 50ms, took);
+  EXPECT_LT(took, 2s) << "the stream did not end by itself";
+}
+
+TEST_F(Stop, LooksEveryFiftyMillisecondsForItsStreams) {
+  ASSERT_EQ(StartWith({{"grpc_memory_kb", 1 << 20}}), 0);
+  const StreamClient stalled(address, test::fastMethod, /*read=*/false);
+  ASSERT_TRUE(Stuck());
+  EXPECT_GE(StopAndMeasure(), 2s);
+  EXPECT_GT(test::GrpcCalls::Naps(), 30U);
+  EXPECT_LE(test::GrpcCalls::Naps(), 41U);
+}
+
+TEST_F(Stop, SleepsOnAfterASignal) {
+  ASSERT_EQ(StartWith({{"grpc_memory_kb", 1 << 20}}), 0);
+  const StreamClient stalled(address, test::fastMethod, /*read=*/false);
+  ASSERT_TRUE(Stuck());
+  Signals signals;
+  EXPECT_GE(StopAndMeasure(), 2s);
+  EXPECT_LE(test::GrpcCalls::Naps(), 41U);
+  EXPECT_GT(signals.Count(), 100) << "sleeps were hardly disturbed";
 }
 
 struct Method {

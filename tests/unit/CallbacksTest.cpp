@@ -1,14 +1,17 @@
 // The three engine callbacks, called by an engine, heard by clients.
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "corvalux/grpc/streams.pb.h"
 #include "engine/Engine.h"
+#include "engine/HostList.h"
 #include "engine/Misuse.h"
 #include "module/grpc/grpc.h"
 #include "unit/Call.h"
+#include "unit/HeapUse.h"
 #include "unit/Hex.h"
 #include "unit/LoggedTest.h"
 
@@ -53,6 +56,15 @@ class Callbacks : public test::LoggedTest {
     std::vector<std::string> keys;
     for (const auto& entry : message.entries()) keys.push_back(entry.key());
     return keys;
+  }
+
+  /// How often an update of the fast meters allocates.
+  std::size_t AllocationsOf(const sim::KeyValues& values) {
+    const sim::HostList list(values);
+    const sim::EngineCall call;
+    const std::size_t before = test::heapUse().taken;
+    corvalux::grpc::meterFastCallback(list.Handle(), &state);
+    return test::heapUse().taken - before;
   }
 
   /// Emits a list, whose message the client writes at once.
@@ -140,11 +152,11 @@ TEST_F(Callbacks, LongerMeterListAppends) {
 }
 
 TEST_F(Callbacks, MeterMessageIsKeptForTheNextUpdate) {
-  Call fast(SubscribeFast());
-  EmitTo(fast, Event::meterFast, {{"a", std::vector<float>(8, 0.5F)}});
-  const auto* values = state.fastMeter.entries(0).value().float_array().values().data();
-  EmitTo(fast, Event::meterFast, {{"a", std::vector<float>(8, 1.5F)}});
-  EXPECT_EQ(state.fastMeter.entries(0).value().float_array().values().data(), values);
+  constexpr std::size_t arrays = 100;
+  const Call fast(SubscribeFast());
+  const auto update = [](float level) { return sim::KeyValues(arrays, {"a", std::vector<float>(8, level)}); };
+  EXPECT_GT(AllocationsOf(update(0.5F)), 2 * arrays) << "an array's message, and its numbers";
+  EXPECT_LT(AllocationsOf(update(1.5F)), arrays / 10) << "what is left is for the serialised message";
 }
 
 TEST_F(Callbacks, UnknownMeterKindKeepsTheValueBefore) {
@@ -166,6 +178,17 @@ TEST_F(Callbacks, ChangesAreWalkedWithoutSubscribers) {
   engine.Emit(Event::changes, {{"a", 1U}, {"b", std::string("x")}, {"c", std::vector<float>{1}}});
   EXPECT_EQ(engine.Visits(), 3U);
   EXPECT_THAT(log.Texts(), IsEmpty());
+}
+
+TEST_F(Callbacks, ClientThatSubscribesDuringTheWalkOfChangesGetsThem) {
+  std::optional<Call<Notification>> client;
+  engine.SetVisitObserver([&] {
+    if (!client) client.emplace(SubscribeChanges());
+  });
+  engine.Emit(Event::changes, {{"a", 1U}, {"b", 2U}});
+  ASSERT_TRUE(client);
+  ASSERT_EQ(client->stream.Sent().size(), 1U);
+  EXPECT_THAT(LastKeys(*client), ElementsAre("a", "b"));
 }
 
 TEST_F(Callbacks, ChangesReachTheirSubscribers) {

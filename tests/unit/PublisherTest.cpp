@@ -152,6 +152,19 @@ TEST_F(Publisher, SerialisesWithoutItsMutex) {
   EXPECT_FALSE(locked);
 }
 
+TEST_F(Publisher, TellsOfItsSubscribersWithoutItsMutex) {
+  Call client(Subscribe());
+  bool locked = true;
+  std::future<bool> question;
+  client.stream.SetOnWrite([&] {  // within Publish, which holds the mutex
+    question = std::async(std::launch::async, [&] { return publisher.HasSubscribers(); });
+    locked = question.wait_for(test::patience) != std::future_status::ready;
+  });
+  publisher.Publish(probe);
+  EXPECT_FALSE(locked);
+  EXPECT_TRUE(question.get());
+}
+
 TEST_F(Publisher, ClientThatSubscribesDuringSerialisationGetsTheMessage) {
   Call client(Subscribe());
   Call late(Stranger());

@@ -1,6 +1,9 @@
 // The publisher and its streams on many threads at once. Run under the thread sanitizer, too.
 #include <atomic>
 #include <barrier>
+#include <latch>
+#include <list>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -64,6 +67,32 @@ TEST_F(PublisherThreads, OnlyOneOfManyRemovesAnswersTrue) {
       const std::jthread third(remove);
     }
     EXPECT_EQ(removed, 1);
+  }
+}
+
+TEST_F(PublisherThreads, StopEndsEveryStreamThatIsOpenedWhileItBegins) {
+  constexpr std::size_t most = 300;  // should the stop be kept waiting
+  for (int round = 0; round < 100; ++round) {
+    const auto service = std::make_shared<test::TestOwner<Probe>>();
+    std::latch begun(2);
+    const auto openUntilRefused = [&](std::vector<Stream*>& opened) {
+      opened.push_back(service->CreateStream(&publisher));
+      begun.count_down();
+      while (opened.back() && opened.size() < most) opened.push_back(service->CreateStream(&publisher));
+      if (!opened.back()) opened.pop_back();
+    };
+    std::vector<Stream*> opened;
+    std::vector<Stream*> openedToo;
+    {
+      const std::jthread library([&] { openUntilRefused(opened); });
+      const std::jthread otherLibrary([&] { openUntilRefused(openedToo); });
+      begun.wait();
+      service->FinishAll();
+    }
+    EXPECT_FALSE(publisher.HasSubscribers());
+    opened.insert(opened.end(), openedToo.begin(), openedToo.end());
+    for (Stream* stream : opened) EXPECT_EQ(Call<Probe>(stream).stream.Finishes().size(), 1U);
+    EXPECT_TRUE(service->Empty());
   }
 }
 

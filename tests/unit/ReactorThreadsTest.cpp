@@ -8,6 +8,7 @@
 namespace {
 
 using corvalux::grpc::Meter;
+using testing::ElementsAre;
 
 class ReactorThreads : public test::ReactorFixture {};
 
@@ -45,6 +46,30 @@ TEST_F(ReactorThreads, ShutdownRacingWithCancelAndAFailedWriteFinishesOnce) {
     EXPECT_EQ(log.Count(1, "!! Finish called on reactor which was already removed"), 2U);
     log.Clear();
   }
+}
+
+TEST_F(ReactorThreads, FailedWriteRacingWithWritesDropsWhatWasPending) {
+  for (int round = 0; round < 300; ++round) {
+    test::Call<Meter> client(owner->CreateStream(&publisher));
+    client.reactor->Write(test::bufferOf("first"));
+    client.reactor->Write(test::bufferOf("pending"));
+    std::barrier start(2);
+    {
+      const std::jthread library([&] { start.arrive_and_wait(), client.stream.CompleteWrite(false); });
+      const std::jthread engine([&] {
+        start.arrive_and_wait();
+        for (int i = 0; i < 20; ++i) client.reactor->Write(test::bufferOf("new"));
+      });
+    }
+    // One that comes before the stream is marked finished may still be started.
+    EXPECT_THAT(client.stream.Sent(), testing::AnyOf(ElementsAre("first"), ElementsAre("first", "new")));
+    if (client.stream.Writing()) client.stream.CompleteWrite(false);
+    EXPECT_FALSE(client.stream.Writing());
+    EXPECT_EQ(client.stream.Finishes().size(), 1U);
+  }
+  EXPECT_TRUE(Subscribed());  // the fixture's own stream, and no other
+  publisher.Remove(reactor);
+  EXPECT_FALSE(Subscribed());
 }
 
 TEST_F(ReactorThreads, CancelRacingWithWritesDropsTheRest) {

@@ -77,6 +77,7 @@ void ScriptedStream::Write(const ::grpc::ByteBuffer* message, ::grpc::WriteOptio
   const std::lock_guard lock(mutex);
   if (onWrite) onWrite();
   if (std::exchange(writing, true)) ADD_FAILURE() << "written while a write is outstanding";
+  if (!finishes.empty()) ADD_FAILURE() << "written after the end";
   writes.push_back({message, bytesOf(*message), options});
   changed.notify_all();
 }

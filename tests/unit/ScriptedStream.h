@@ -15,7 +15,7 @@
 namespace test {
 
 /// The library's side of one call: keeps what the reactor asks for, and tells the reactor what the test says, in any
-/// order. A second write while one is outstanding fails the test.
+/// order. A second write while one is outstanding, and a write after the end, fail the test.
 /// Threads: thread-safe, but for construction, Bind, Done and SetOnWrite.
 /// Ownership: a reactor is freed by its OnDone alone, so a call that the test has not ended is ended at last.
 class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {

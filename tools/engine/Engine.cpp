@@ -115,7 +115,7 @@ void CorvaluxEngine::Emit(Event event, const sim::KeyValues& values) {
 }
 
 void CorvaluxEngine::Deliver(Registration& registration, const sim::KeyValues& values) {
-  const sim::HostList list(values);
+  const sim::HostList list(values, visitObserver);
   const sim::EngineCall call;
   const auto begin = std::chrono::steady_clock::now();
   registration.callback(list.Handle(), registration.user);

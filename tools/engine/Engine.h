@@ -50,11 +50,16 @@ struct CorvaluxEngine {
 
   /// How many list entries the callbacks have visited so far.
   std::size_t Visits() const { return visits; }
+
   /// Told of each registration, with its user pointer, when it is made and before the module learns of it. Runs on the
   /// thread that registers. Set before the first registration.
   void SetRegistrationObserver(std::function<void(sim::Event, const void*)> observer) {
     registrationObserver = std::move(observer);
   }
+
+  /// Told of each list entry just before a callback visits it. Runs on the thread that emits. Set before the first
+  /// event.
+  void SetVisitObserver(std::function<void()> observer) { visitObserver = std::move(observer); }
 
   /// Set before the first event.
   void SetCallObserver(sim::CallObserver observer) { callObserver = std::move(observer); }
@@ -76,6 +81,7 @@ struct CorvaluxEngine {
   int untilRefusal = 0;                                           // guarded by mutex; 0: none refused
   std::atomic<std::size_t> visits = 0;
   std::function<void(sim::Event, const void*)> registrationObserver;
+  std::function<void()> visitObserver;
   sim::CallObserver callObserver;
 };
 

@@ -52,6 +52,7 @@ int32_t corvalux_keyValueListForEach(KeyValueList list, KeyValueVisitor visitor,
     return 1;
   }
   for (const KeyValueEntry& entry : list->entries) {
+    if (list->onVisit) list->onVisit();
     ++list->visits;
     KeyValueEntry visible;  // dies with this visit
     void* const seen = &visible;

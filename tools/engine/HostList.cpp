@@ -4,6 +4,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace sim {
 
@@ -21,7 +22,8 @@ bool isLive(KeyValueList list) {
   return liveLists.contains(list);
 }
 
-HostList::HostList(const KeyValues& values) {
+HostList::HostList(const KeyValues& values, std::function<void()> onVisit) {
+  list.onVisit = std::move(onVisit);
   list.entries.reserve(values.size());
   for (const NamedValue& named : values) list.entries.push_back(MakeEntry(named));
   const std::lock_guard lock(liveMutex);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -10,6 +11,7 @@
 /// What a KeyValueList points to: entries in the host's record layout.
 struct CorvaluxKeyValueList {
   std::vector<KeyValueEntry> entries;
+  std::function<void()> onVisit;   ///< runs before a walk hands out an entry; may be empty
   mutable std::size_t visits = 0;  ///< entries that a walk has handed out so far
 };
 
@@ -20,7 +22,7 @@ namespace sim {
 /// Threads: made, used and destroyed on one thread.
 class HostList {
  public:
-  explicit HostList(const KeyValues& values);
+  explicit HostList(const KeyValues& values, std::function<void()> onVisit = {});
   ~HostList();
   HostList(const HostList&) = delete;
   HostList& operator=(const HostList&) = delete;

@@ -1,0 +1,44 @@
+// A start that fails late: the server serves clients already, and must let go of them.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <optional>
+
+#include "live/LiveTest.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using sim::Event;
+using test::counted;
+using test::RawCall;
+using test::StreamClient;
+
+class FailedStart : public test::LiveTest {};
+
+TEST_F(FailedStart, EndsTheStreamsOfClientsThatCameMeanwhile) {
+  std::optional<StreamClient> reader;
+  std::optional<RawCall> stalled;
+  engine.SetRegistrationObserver([&](Event event, const void*) {
+    if (event != Event::meterSlow) return;
+    reader.emplace(address, test::slowMethod);
+    EXPECT_TRUE(Subscribed(*reader, Event::meterSlow));
+    stalled.emplace(address, test::fastMethod);
+    EXPECT_TRUE(Subscribed(*stalled));
+    engine.Emit(Event::meterFast, counted(1, test::heavy));
+  });
+  engine.RefuseRegistration(3);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 1 << 20}}), -1);
+  const auto time = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(time, 2s) << "the stalled client's stream has ended by itself";
+  EXPECT_LT(time, test::stopLimit);
+  EXPECT_EQ(instance.record.moduleSlot, nullptr);
+  ASSERT_TRUE(reader && stalled);
+  const auto status = reader->WaitForStatus();
+  ASSERT_TRUE(status);
+  EXPECT_EQ(status->error_code(), ::grpc::StatusCode::CANCELLED);
+  EXPECT_EQ(status->error_message(), "");
+}
+
+}  // namespace
