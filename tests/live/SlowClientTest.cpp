@@ -48,7 +48,8 @@ TEST_F(SlowClient, GetsOneOldMessageAndThenTheNewest) {
   StartRoomyModule();
   RawCall call(address, test::fastMethod);
   ASSERT_TRUE(Subscribed(call));
-  EXPECT_THAT(ReadLate(call, 100, test::heavy), testing::ElementsAre(1U, 100U));
+  // The old one is the first, if the server knows by then that the client has the message before.
+  EXPECT_THAT(ReadLate(call, 100, test::heavy), testing::ElementsAre(testing::Lt(100U), 100U));
 }
 
 TEST_F(SlowClient, GetsNoMoreOldMessagesThanTheWindowHolds) {
@@ -67,7 +68,7 @@ TEST_F(SlowClient, OfNotificationsGetsTheNewestToo) {
   RawCall call(address, test::changesMethod);
   ASSERT_TRUE(Subscribed(call, Event::changes));
   for (uint32_t counter = 1; counter <= 50; ++counter) engine.Emit(Event::changes, counted(counter, test::heavy));
-  EXPECT_EQ(test::counterOf(call.Read().value_or("")), 1U);
+  EXPECT_LT(test::counterOf(call.Read().value_or("")), 50U);
   EXPECT_EQ(test::counterOf(call.Read().value_or("")), 50U);
 }
 
