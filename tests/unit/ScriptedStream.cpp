@@ -17,11 +17,7 @@ ScriptedStream::~ScriptedStream() {
   if (bidi) Done();
 }
 
-void ScriptedStream::Bind() {
-  // The library hands the stream over to other threads, but under a mutex that the thread sanitizer does not see.
-  { const std::lock_guard lock(mutex); }
-  BindReactor(bidi);
-}
+void ScriptedStream::Bind() { BindReactor(bidi); }
 
 void ScriptedStream::CompleteWrite(bool ok) {
   {
