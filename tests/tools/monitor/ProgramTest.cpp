@@ -23,6 +23,9 @@ using monitor::Stream;
 using test::Process;
 using testing::HasSubstr;
 
+/// So many seconds on a machine that runs its own programs, as an option's value.
+std::string seconds(double count) { return std::to_string(count * CORVALUX_TEST_TIME_SCALE); }
+
 /// The monitor as a program, with its output in a pipe.
 class Program : public testing::Test {
  protected:
@@ -93,7 +96,7 @@ TEST_F(Program, SecondsEndItWithSuccess) {
 }
 
 TEST_F(Program, SecondsWithoutAConnectionAreNeverConnected) {
-  Process process(Command({"--seconds", "0.3"}));
+  Process process(Command({"--seconds", seconds(0.3)}));
   EXPECT_EQ(process.Wait(), 1);
   EXPECT_THAT(process.Errors(), HasSubstr("cannot reach " + address));
   EXPECT_THAT(process.Errors(), HasSubstr("trying again in"));
@@ -187,7 +190,7 @@ TEST_F(Program, CheckSaysOkWhenMetersArrive) {
 TEST_F(Program, CheckSaysWhichStreamIsSilent) {
   test::FakeDevice device(address);
   device.SendLevel(Stream::fast, "a", 1);
-  Process process(Command({"--check", "--seconds", "0.5"}));
+  Process process(Command({"--check", "--seconds", seconds(0.5)}));
   EXPECT_EQ(process.Wait(), 5);
   EXPECT_THAT(process.Output(), testing::MatchesRegex("FAILED " + address + ": fast after .*, slow silent\n"));
 }
