@@ -32,6 +32,15 @@ TEST_F(MetersService, SlowMethodSubscribesToTheSlowPublisher) {
   EXPECT_THAT(stream.Sent(), ElementsAre(""));
 }
 
+TEST(ServiceTexts, AreThreeInTheirOrder) {
+  const corvalux::grpc::ServiceTexts texts;
+  EXPECT_EQ(texts.internalError, "Internal server exception");
+  EXPECT_EQ(texts.invalidParameters, "Invalid parameters");
+  EXPECT_EQ(texts.operationFailed, "Operation failed");
+  EXPECT_LT(&texts.internalError, &texts.invalidParameters);
+  EXPECT_LT(&texts.invalidParameters, &texts.operationFailed);
+}
+
 TEST_F(MetersService, OtherNamesAreUnimplemented) {
   for (const char* method :
        {"/corvalux.grpc.Meters/", "/corvalux.grpc.Meters/GetMetersfast", "/corvalux.grpc.Meters/getMetersFast",
