@@ -50,7 +50,7 @@ class Cycles : public testing::Test {
         return !client.Messages().empty();
       }));
       instance.Stop();
-      // Not which status: on a busy machine the end of the connection overtakes it about once in 10,000 stops.
+      // Not which status: on a busy machine the end of the connection may overtake it.
       ASSERT_TRUE(client.WaitForStatus());
     }
   }
