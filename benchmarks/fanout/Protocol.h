@@ -9,7 +9,7 @@ namespace bench {
 
 /// What the client tells the engine's process, over a stream socket.
 struct Command {
-  enum What : uint32_t { load, emit, pace, startCounting, stopCounting, quit };
+  enum What : uint32_t { load, emit, pace, startCounting, stopCounting };
 
   What what;
   uint32_t count = 0;             ///< pace: how many events; each 20 ms, as an engine's fast cadence

@@ -109,8 +109,24 @@ function instructions(    cell) {
     ratio(cell, "instructions", "minimal-again", "minimal")
 }
 
-# The median of a ratio over all cells of a goal and all rounds.
-function overAll(mode, ls, lc, ns, nc, figure, server, other,    l, n, i, cell, count, list) {
+# Sets worst, the greatest of the medians over a goal's places, the rounds' span there, and where that is.
+function lookForWorst(mode, loadList, countList, figure, server, other,    l, n, ls, ns, lc, nc) {
+  worst = 0
+  lc = split(loadList, ls, " ")
+  nc = split(countList, ns, " ")
+  for (l = 1; l <= lc; l++) for (n = 1; n <= nc; n++) {
+    if (!look(mode SUBSEP ls[l] SUBSEP ns[n], figure, server, other) || median <= worst) continue
+    worst = median
+    span = sprintf("%.2f–%.2f", least, most)
+    where = ls[l] ", " ns[n]
+  }
+  return worst
+}
+
+# The median of a ratio over all places of a goal and all rounds.
+function overAll(mode, loadList, countList, figure, server, other,    l, n, i, ls, ns, lc, nc, cell, count, list) {
+  lc = split(loadList, ls, " ")
+  nc = split(countList, ns, " ")
   for (l = 1; l <= lc; l++) for (n = 1; n <= nc; n++) for (i = 1; i <= rounds; i++) {
     cell = mode SUBSEP ls[l] SUBSEP ns[n]
     if (!((cell, figure, server, i) in value) || !((cell, figure, other, i) in value)) continue
@@ -120,34 +136,27 @@ function overAll(mode, ls, lc, ns, nc, figure, server, other,    l, n, i, cell, 
   return list[int((count + 1) / 2)]
 }
 
-# goal(WHAT, LIMIT, MODE, LOADS, SUBSCRIBERS, FIGURE, OTHER): the worst of the cells' medians against the limit, and
-# beside it what a second minimal gives there. A ratio over the limit that chance gives as well decides nothing.
-function goal(what, limit, mode, loadList, countList, figure, other,
-              l, n, ls, ns, lc, nc, worst, place, where, span, spread, verdict) {
-  lc = split(loadList, ls, " ")
-  nc = split(countList, ns, " ")
-  for (l = 1; l <= lc; l++) for (n = 1; n <= nc; n++) {
-    if (!look(mode SUBSEP ls[l] SUBSEP ns[n], figure, "module", other) || median <= worst) continue
-    worst = median
-    place = mode SUBSEP ls[l] SUBSEP ns[n]
-    span = sprintf("%.2f–%.2f", least, most)
-    where = ls[l] ", " ns[n]
-  }
-  if (!worst) return
-  look(place, figure, "minimal-again", "minimal")
-  spread = sprintf("%.2f (%.2f–%.2f)", median, least, most)
-  verdict = worst <= limit ? "met" : worst <= limit * most ? "undecided" : "missed"
-  printf "| %s | at most %s | %.2f (%s) at %s | %s | %.2f, %.2f | %s |\n", what, limit, worst, span, where, spread,
-    overAll(mode, ls, lc, ns, nc, figure, "module", other),
-    overAll(mode, ls, lc, ns, nc, figure, "minimal-again", "minimal"), verdict
+# goal(WHAT, LIMIT, MODE, LOADS, SUBSCRIBERS, FIGURE, OTHER): the worst of the places' medians against the limit, and
+# beside it what a minimal gives in the module's place.
+function goal(what, limit, mode, loadList, countList, figure, other,    minimal, ofModule, text, verdict) {
+  if (!lookForWorst(mode, loadList, countList, figure, "module", other)) return
+  ofModule = worst
+  text = sprintf("| %s | at most %s | %.2f (%s) at %s | %.2f |", what, limit, worst, span, where,
+                 overAll(mode, loadList, countList, figure, "module", other))
+  minimal = other == "minimal" ? "minimal-again" : "minimal"
+  lookForWorst(mode, loadList, countList, figure, minimal, other)
+  verdict = ofModule <= limit ? "met" : worst > limit && ofModule <= worst * 1.05 ? "as minimal" : "missed"
+  printf "%s %.2f (%s) at %s | %.2f | %s |\n", text, worst, span, where,
+    overAll(mode, loadList, countList, figure, minimal, other), verdict
 }
 
 function goals(    all) {
   all = "1 8 64 256 1000"
-  print "\nThe goals, as ratios. Where one is for several loads and numbers of subscribers, *measured* is the worst median;"
-  print "*spread* is what a second minimal gives to the first at that place, and *over all* is the median over all places"
-  print "and rounds, of the module and of the second minimal. Undecided: over the goal, but not by more than the spread.\n"
-  print "| what | goal | measured | spread | over all | |\n|---|---|---|---|---|---|"
+  print "\nThe goals, as ratios. Where one is for several loads and numbers of subscribers, *worst* is the greatest of the"
+  print "medians and *over all* the median over all places and rounds. *Minimal instead* is the same figure with minimal, or"
+  print "a second one, in the module's place: what the library or chance gives. A goal that is missed *as minimal* is within"
+  print "1.05 of that.\n"
+  print "| what | goal | worst | over all | minimal instead: worst | over all | |\n|---|---|---|--:|---|--:|---|"
   goal("CPU a message to minimal, closed loop", 1.05, "closed", "WS W64 WL", all, "cpu", "minimal")
   goal("CPU a message to minimal, paced", 1.05, "paced", "WS W64 WL", all, "cpu", "minimal")
   goal("CPU a message to ordinary, W64", 0.80, "closed", "W64", "64", "cpu", "ordinary")

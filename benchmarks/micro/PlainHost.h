@@ -20,7 +20,6 @@ class PlainList {
   explicit PlainList(const sim::KeyValues& values);
 
   KeyValueList Handle() const { return &list; }
-  const std::vector<KeyValueEntry>& Entries() const { return list.entries; }
 
  private:
   CorvaluxKeyValueList list;

@@ -7,7 +7,7 @@
 
 namespace bench {
 
-/// What an event carries. The first entry's number comes first in its value and fits four bytes, see SetSequence.
+/// What an event carries. The first entry's number comes first in its value and fits four bytes, see setSequence.
 struct Load {
   std::string_view name;
   sim::KeyValues values;

@@ -72,7 +72,8 @@ void Contender::Send(const Command& command) const {
 void Contender::AwaitDone() {
   char answer = 0;
   const auto deadline = Clock::now() + patience;
-  while (recv(commands, &answer, 1, MSG_DONTWAIT) != 1) {
+  for (ssize_t got = 0; (got = recv(commands, &answer, 1, MSG_DONTWAIT)) != 1;) {
+    if (got == 0) throw std::runtime_error(kind + ": the engine has ended, see its log");
     if (Clock::now() > deadline) throw std::runtime_error(kind + ": the engine does not answer");
     if (subscribers) {
       subscribers->Poll(1ms);

@@ -99,6 +99,7 @@ class Measurement {
   /// What the servers take for a connection more, before and after they have sent something on it.
   void MeasureMemory() {
     const std::size_t count = plan.subscribers.front();
+    if (count == 1) return;
     for (const auto& kind : plan.kinds) {
       Contender& contender = *contenders.at(kind);
       contender.Connect(1);
@@ -106,7 +107,8 @@ class Measurement {
       contender.ClosedLoop(std::chrono::milliseconds(20));
       const std::size_t one = contender.ResidentBytes();
       const auto perSubscriber = [&] {
-        return static_cast<double>(contender.ResidentBytes() - one) / static_cast<double>(count - 1);
+        return (static_cast<double>(contender.ResidentBytes()) - static_cast<double>(one)) /
+               static_cast<double>(count - 1);
       };
       contender.Connect(count);
       const double idle = perSubscriber();
@@ -201,6 +203,11 @@ int main(int argc, char** argv) {
   app.add_option("--folder", folder, "where figures and logs go")->required()->check(CLI::ExistingDirectory);
   app.add_option("--rounds", plan.rounds, "how often all is measured")->check(CLI::PositiveNumber);
   app.add_option("--servers", plan.kinds, "which servers, instead of all")->check(CLI::IsMember(plan.kinds));
+  app.add_option("--subscribers", plan.subscribers, "how many, instead of all these numbers")
+      ->check(CLI::IsMember(plan.subscribers));
+  app.add_option("--loads", plan.loads, "which loads, instead of all")->check(CLI::IsMember(plan.loads));
+  app.add_option("--paced-events", plan.pacedEvents, "how many paced events a measurement has")
+      ->check(CLI::PositiveNumber);
   app.add_flag("--quick", quick, "one short round, to see that all works");
   app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
   CLI11_PARSE(app, argc, argv);
