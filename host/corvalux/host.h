@@ -31,7 +31,8 @@ typedef struct CorvaluxEngine* EngineHandle;
 /// A host list of named values. Belongs to the host; valid during the call that hands it over.
 typedef const struct CorvaluxKeyValueList* KeyValueList;
 
-/// One registration of a callback. Never null; belongs to the host; invalid once it has been removed.
+/// One registration of a callback; null only as the answer of one that failed. Belongs to the host; invalid once
+/// removed.
 typedef struct CorvaluxCallback* CallbackHandle;
 
 /// What a KeyValueEntry holds. The field is a plain int32_t: an engine may send codes that this list does not have.
@@ -67,7 +68,9 @@ typedef struct HostModuleRecord {
   char name[40];  ///< the instance's name, NUL-terminated
   EngineHandle engine;
   void* hostWords[3];  ///< the host's own
-  void* moduleSlot;    ///< the module's: set by start, null again after a failed start and after stop
+  /// The module's: null when the host makes the record, set by start, null again after stop and after a failed start;
+  /// only when an exception ended the start does it stay set until stop.
+  void* moduleSlot;
 } HostModuleRecord;
 
 /// The descriptor of a module. The host reads it in place, so the layout is fixed.
@@ -75,7 +78,8 @@ typedef struct PluginEntry {
   const char* name;
   const void* unused1;  ///< null, like every `unused` word: an entry point that the module does not offer
   /// [host-thread] Brings an instance up. `config` may be null and dies when the call returns.
-  /// Returns 0, or -1 when the instance did not start; the reason is in the log.
+  /// Returns 0, or -1 when the instance did not start; the reason is in the log. Stop it also then: that frees what an
+  /// exception may have left.
   int32_t (*startCycle)(HostModuleRecord* record, KeyValueList config);
   const void* unused3;
   /// [host-thread] Takes an instance down. Harmless after a failed start, and when called twice.
