@@ -33,7 +33,7 @@ Timeline* mapTimeline(int file) {
 
 }  // namespace
 
-Contender::Contender(std::string kind, std::filesystem::path folder, std::vector<std::string> wrapper)
+Contender::Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper)
     : kind(std::move(kind)), port(freePort()), timelineFile(memfd_create("timeline", 0)) {
   timeline = mapTimeline(timelineFile);
   for (const Load& load : {smallLoad(), mediumLoad(), largeLoad()}) {

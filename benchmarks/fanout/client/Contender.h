@@ -30,7 +30,7 @@ class Contender {
  public:
   /// `kind`: module, minimal, ordinary, floor, or a broker's name. `folder` takes its files; what runs the engine's
   /// process, such as valgrind with its options, is `wrapper`.
-  Contender(std::string kind, std::filesystem::path folder, std::vector<std::string> wrapper = {});
+  Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper = {});
   ~Contender();
   Contender(const Contender&) = delete;
   Contender& operator=(const Contender&) = delete;

@@ -192,9 +192,7 @@ void raiseDescriptorLimit(rlim_t needed) {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   Plan plan;
   std::string folder;
   bool quick = false;
@@ -211,18 +209,25 @@ int main(int argc, char** argv) {
   app.add_flag("--quick", quick, "one short round, to see that all works");
   app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
   CLI11_PARSE(app, argc, argv);
+  raiseDescriptorLimit(10000);
+  if (quick) {
+    plan.rounds = 1;
+    plan.closedMs = 20;
+    plan.pacedEvents = 5;
+  }
+  if (instructions) {
+    countInstructions(plan, folder);
+  } else {
+    Measurement(plan, folder).Run();
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    raiseDescriptorLimit(10000);
-    if (quick) {
-      plan.rounds = 1;
-      plan.closedMs = 20;
-      plan.pacedEvents = 5;
-    }
-    if (instructions) {
-      countInstructions(plan, folder);
-    } else {
-      Measurement(plan, folder).Run();
-    }
+    return run(argc, argv);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "corvalux-bench-fanout: %s\n", e.what());
     return 1;

@@ -34,6 +34,7 @@ namespace {
 Process::Process(const std::vector<std::string>& arguments, const std::map<int, int>& descriptors,
                  const std::string& log) {
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
   pointers.push_back(nullptr);
   pid = fork();
