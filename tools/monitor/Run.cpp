@@ -3,9 +3,14 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "monitor/Relay.h"
@@ -40,9 +45,17 @@ class Run {
   Run(const Options& options, const Signals& signals, Ending& ending, std::vector<Listener*> outputs)
       : relay(WithRecorder(options, ending, std::move(outputs)), ending, options.count),
         watch(options, signals, ending, relay),
-        feed({options.address, options.streams, options.reconnect}, relay) {}
+        feed(std::in_place, FeedSettings{options.address, options.streams, options.reconnect}, relay) {}
 
   Watch& Watching() { return watch; }
+
+  /// Ends the feed and the recording. What the program ends with: `code`, unless the recording is not whole.
+  ExitCode Finish(ExitCode code) {
+    feed.reset();
+    return recorder && !recorder->Finish() ? ExitCode::outputFailed : code;
+  }
+
+  ExitCode FinishAtEnd(pollfd extra) { return Finish(watch.WaitForEnd(extra)); }
 
  private:
   std::vector<Listener*> WithRecorder(const Options& options, Ending& ending, std::vector<Listener*> outputs) {
@@ -55,7 +68,7 @@ class Run {
   std::optional<Recorder> recorder;
   Relay relay;
   Watch watch;
-  Feed feed;
+  std::optional<Feed> feed;
 };
 
 /// Waits, for a limited time, until a probe has what it wants.
@@ -63,7 +76,15 @@ ExitCode runProbe(Options options, const Signals& signals, Ending& ending, Probe
   if (!options.seconds) options.seconds = probeSeconds;
   options.count.reset();
   Run run(options, signals, ending, {&probe});
-  return run.Watching().WaitForEnd(nothing);
+  return run.FinishAtEnd(nothing);
+}
+
+/// Throws std::runtime_error when the output cannot be written; that its reader has left is no error.
+void print(const std::string& text) {
+  if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return;
+  if (errno != EPIPE) {
+    throw std::runtime_error("the output cannot be written: " + std::generic_category().message(errno));
+  }
 }
 
 }  // namespace
@@ -73,7 +94,7 @@ ExitCode runJson(const Options& options, const Signals& signals) {
   Notes notes(options.address);
   JsonLines lines(STDOUT_FILENO, ending);
   Run run(options, signals, ending, {&notes, &lines});
-  return run.Watching().WaitForEnd(output);
+  return run.FinishAtEnd(output);
 }
 
 ExitCode runTable(const Options& options, const Signals& signals) {
@@ -81,7 +102,7 @@ ExitCode runTable(const Options& options, const Signals& signals) {
   Probe probe(options.address, options.streams, ending);
   const ExitCode code = probe.Result(runProbe(options, signals, ending, probe));
   useUtf8();
-  std::fputs(probe.Table().c_str(), stdout);
+  print(probe.Table());
   if (code != ExitCode::endedByYou) std::fprintf(stderr, "corvalux-monitor: %s\n", probe.Report().c_str());
   return code;
 }
@@ -90,7 +111,7 @@ ExitCode runCheck(const Options& options, const Signals& signals) {
   Ending ending;
   Probe probe(options.address, options.streams, ending);
   const ExitCode code = probe.Result(runProbe(options, signals, ending, probe));
-  std::printf("%s\n", probe.Report().c_str());
+  print(probe.Report() + "\n");
   return code;
 }
 
@@ -101,7 +122,7 @@ ExitCode runPrometheus(const Options& options, const Signals& signals) {
   const HttpServer server(*options.prometheus, [&metrics] { return metrics.Text(); });
   std::fprintf(stderr, "corvalux-monitor: metrics on http://127.0.0.1:%d/metrics\n", server.Port());
   Run run(options, signals, ending, {&notes, &metrics});
-  return run.Watching().WaitForEnd(nothing);
+  return run.FinishAtEnd(nothing);
 }
 
 ExitCode runScreen(const Options& options, const Signals& signals) {
@@ -114,7 +135,7 @@ ExitCode runScreen(const Options& options, const Signals& signals) {
   Run run(options, signals, ending, {&inbox});
   const pollfd keys{isatty(STDIN_FILENO) == 1 ? STDIN_FILENO : -1, POLLIN, 0};
   while (true) {
-    if (const auto code = run.Watching().Wait(keys, frame)) return *code;
+    if (const auto code = run.Watching().Wait(keys, frame)) return run.Finish(*code);
     while (const auto input = terminal.Next()) ui.Take(*input);
     if (ui.Quit()) ending.Set(ExitCode::endedByYou);
     if (ui.TakeReset()) board.ResetHolds();

@@ -153,6 +153,17 @@ TEST_F(Program, AFullDiskIsAnErrorOfItsOwn) {
   EXPECT_THAT(process.Errors(), HasSubstr("the output cannot be written: No space left on device"));
 }
 
+TEST_F(Program, AFullDiskIsAnErrorOfATableAndACheckToo) {
+  test::FakeDevice device(address);
+  device.SendLevel(Stream::fast, "a", 1);
+  device.SendLevel(Stream::slow, "a", 1);
+  for (const std::string way : {"--table", "--check"}) {
+    Process process({"/bin/bash", "-c", "exec \"$@\" > /dev/full", "bash", CORVALUX_MONITOR_FILE, address, way});
+    EXPECT_EQ(process.Wait(), 4);
+    EXPECT_THAT(process.Errors(), HasSubstr("the output cannot be written: No space left on device"));
+  }
+}
+
 TEST_F(Program, TextThatIsNotUtf8IsReportedAndLeftOut) {
   test::FakeDevice device(address);
   device.SendLevel(Stream::fast, "bad\xFF", 1);
@@ -238,6 +249,17 @@ TEST_F(Program, ARecordingThatCannotBeMadeIsAnErrorOfItsOwn) {
   Process process(Command({"--record", "/nowhere/a"}));
   EXPECT_EQ(process.Wait(), 4);
   EXPECT_THAT(process.Errors(), HasSubstr("the recording '/nowhere/a' cannot be written: No such file or directory"));
+}
+
+TEST_F(Program, ARecordingWhoseEndCannotBeWrittenIsAnErrorOfItsOwn) {
+  test::FakeDevice device(address);
+  for (int i = 0; i < 10; ++i) device.SendLevel(Stream::fast, std::string(300, 'k'), 1);
+  const std::string file = (folder.Path() / "a.recording").string();
+  // Room for the header, but not for what the end of the program brings into the file.
+  Process process({"/bin/bash", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "bash", CORVALUX_MONITOR_FILE, address,
+                   "--stream", "fast", "--count", "10", "--record", file});
+  EXPECT_EQ(process.Wait(), 4);
+  EXPECT_THAT(process.Errors(), HasSubstr("the recording '" + file + "' cannot be written: File too large"));
 }
 
 TEST_F(Program, ServesMetricsOnThisMachineOnly) {

@@ -25,8 +25,10 @@ Recorder::Recorder(const std::string& path, const std::string& address, Ending& 
       ending(ending),
       writer(path, {std::chrono::system_clock::now(), address}) {}
 
-Recorder::~Recorder() {
+bool Recorder::Finish() {
+  const std::lock_guard lock(mutex);
   Try([this] { writer.Flush(); });
+  return !failed;
 }
 
 void Recorder::Take(Message message) {

@@ -17,9 +17,9 @@ class Recorder : public Listener {
  public:
   /// Throws std::runtime_error when the file cannot be made. `ending` must outlive this.
   Recorder(const std::string& path, const std::string& address, Ending& ending);
-  ~Recorder() override;
-  Recorder(const Recorder&) = delete;
-  Recorder& operator=(const Recorder&) = delete;
+
+  /// Brings all that came into the file. False when something of it is missing there.
+  bool Finish();
 
   void Take(Message message) override;
   void Change(const ConnectionState& /*state*/) override {}
