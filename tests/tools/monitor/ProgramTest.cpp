@@ -91,7 +91,7 @@ TEST_F(Program, ReadsOnlyTheStreamsThatWereAskedFor) {
 
 TEST_F(Program, SecondsEndItWithSuccess) {
   test::FakeDevice device(address);
-  Process process(Command({"--seconds", "0.5"}));
+  Process process(Command({"--seconds", seconds(0.5)}));
   EXPECT_EQ(process.Wait(), 0);
 }
 
