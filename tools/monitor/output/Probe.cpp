@@ -33,7 +33,7 @@ void Probe::Take(Message message) {
   const std::lock_guard lock(mutex);
   auto& first = messages.at(indexOf(message.stream));
   if (message.valid && !first) first = std::move(message);
-  if (Complete()) ending.Set(ExitCode::endedByYou);
+  Look();
 }
 
 void Probe::Change(const ConnectionState& newState) {
@@ -41,18 +41,20 @@ void Probe::Change(const ConnectionState& newState) {
   state = newState;
   if (!state.reason.empty())
     problem = sentenceOf({ConnectionState::Phase::ended, state.reason, {}, state.hadConnection, false}, address);
-  if (Complete()) ending.Set(ExitCode::endedByYou);
+  Look();
 }
 
-bool Probe::Complete() const {
-  return state.phase == ConnectionState::Phase::connected &&
-         std::all_of(streams.begin(), streams.end(),
-                     [this](Stream stream) { return stream == Stream::changes || messages.at(indexOf(stream)); });
+/// What is complete stays so, although the device may leave before the program has ended.
+void Probe::Look() {
+  if (state.phase != ConnectionState::Phase::connected) return;
+  complete = std::all_of(streams.begin(), streams.end(),
+                         [this](Stream stream) { return stream == Stream::changes || messages.at(indexOf(stream)); });
+  if (complete) ending.Set(ExitCode::endedByYou);
 }
 
 ExitCode Probe::Result(ExitCode code) const {
   const std::lock_guard lock(mutex);
-  return code == ExitCode::endedByYou && !Complete() ? ExitCode::silent : code;
+  return code == ExitCode::endedByYou && !complete ? ExitCode::silent : code;
 }
 
 std::string Probe::Table() const {
@@ -78,7 +80,7 @@ std::string Probe::Report() const { return printable(Finding()); }
 std::string Probe::Finding() const {
   const std::lock_guard lock(mutex);
   if (!state.everConnected) return "FAILED " + (problem.empty() ? address + ": no answer" : problem);
-  if (!Complete() && state.phase != ConnectionState::Phase::connected) return "FAILED " + problem;
+  if (!complete && state.phase != ConnectionState::Phase::connected) return "FAILED " + problem;
   std::string report;
   for (const Stream stream : streams) {
     const auto& message = messages.at(indexOf(stream));
@@ -86,7 +88,7 @@ std::string Probe::Finding() const {
     report += (report.empty() ? "" : ", ") + std::string(nameOf(stream)) +
               (message ? " after " + durationText(message->arrival.steady - start) : " silent");
   }
-  return (Complete() ? "OK " : "FAILED ") + address + ": " + (report.empty() ? "connected" : report);
+  return (complete ? "OK " : "FAILED ") + address + ": " + (report.empty() ? "connected" : report);
 }
 
 }  // namespace monitor

@@ -31,7 +31,7 @@ class Probe : public Listener {
   std::string Report() const;
 
  private:
-  bool Complete() const;
+  void Look();
   std::string Finding() const;
 
   const std::string address;
@@ -41,6 +41,7 @@ class Probe : public Listener {
   mutable std::mutex mutex;
   std::array<std::optional<Message>, allStreams.size()> messages;  // guarded by mutex
   ConnectionState state;                                           // guarded by mutex
+  bool complete = false;                                           // guarded by mutex
   std::string problem;                                             // guarded by mutex; why the last attempt ended
 };
 
