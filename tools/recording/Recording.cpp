@@ -67,6 +67,7 @@ void Writer::Check() {
 Reader::Reader(const std::string& path) : path(path), file(path, std::ios::binary) {
   if (!file) throw std::runtime_error("the recording '" + path + "' cannot be opened: " + reason());
   const auto bytes = NextMessage();
+  if (file.bad()) throw std::runtime_error(damage);
   ::corvalux::recording::Header message;
   if (!bytes || !message.ParseFromString(*bytes) || message.magic() != magic) {
     throw std::runtime_error("'" + path + "' is no recording");
@@ -102,7 +103,7 @@ std::optional<std::string> Reader::NextMessage() {
   uint64_t length = 0;
   for (int shift = 0;; shift += 7) {
     const int byte = file.get();
-    if (byte < 0 && shift == 0) return std::nullopt;
+    if (byte < 0 && shift == 0 && !file.bad()) return std::nullopt;
     if (byte < 0) return Spoil("cut off");
     length |= static_cast<uint64_t>(byte & 0x7F) << shift;
     if (byte < 0x80) break;
@@ -116,8 +117,8 @@ std::optional<std::string> Reader::NextMessage() {
 }
 
 std::nullopt_t Reader::Spoil(const std::string& what) {
-  damage = "the recording '" + path + "' is " + what + " at byte " + std::to_string(begin) + ", after " +
-           std::to_string(records) + (records == 1 ? " record" : " records");
+  damage = "the recording '" + path + "' is " + (file.bad() ? "unreadable" : what) + " at byte " +
+           std::to_string(begin) + ", after " + std::to_string(records) + (records == 1 ? " record" : " records");
   return std::nullopt;
 }
 

@@ -1,6 +1,8 @@
 #include "recording/Recording.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -123,8 +125,25 @@ TEST_F(RecordingTest, DamageGivesAllBeforeIt) {
   EXPECT_LT(firstRecord, secondRecord);
 }
 
+TEST_F(RecordingTest, AReadErrorBetweenTwoRecordsIsDamageNotTheEnd) {
+  WriteAll({});
+  Reader reader(path);
+  // From now on the reader's file is a folder.
+  const int unreadable = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    if (std::filesystem::read_symlink(entry, gone) == path) dup2(unreadable, std::stoi(entry.path().filename()));
+  }
+  close(unreadable);
+  EXPECT_FALSE(reader.Next());
+  EXPECT_THAT(reader.Damage(), HasSubstr("the recording '" + path + "' is unreadable at byte "));
+}
+
 TEST_F(RecordingTest, OtherFilesAreRefusedWithASentence) {
   EXPECT_THAT(Refusal(), HasSubstr("cannot be opened: No such file or directory"));
+  std::filesystem::create_directory(path);
+  EXPECT_THAT(Refusal(), HasSubstr("is unreadable at byte 0"));
+  std::filesystem::remove(path);
   for (const std::string bytes : {"", "#!/bin/sh\nexit\n", "\x05"}) {
     Replace(bytes);
     EXPECT_THAT(Refusal(), HasSubstr("is no recording"));
