@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <cmath>
+#include <sstream>
 
 #include "monitor/screen/Bar.h"
 #include "monitor/screen/Canvas.h"
@@ -135,6 +136,20 @@ TEST_F(ScreenTest, SaysWhyThereIsNoConnection) {
   const std::string screen = Screen(24, 80);
   EXPECT_THAT(screen, HasSubstr("○ offline"));
   EXPECT_THAT(screen, HasSubstr("cannot reach mixer:50005: Connection refused; trying again in 1.5 s"));
+}
+
+TEST_F(ScreenTest, ALongReasonGoesOnInTheNextRowWithoutBreakingAGlyph) {
+  News news;
+  std::string reason;
+  for (int i = 0; i < 30; ++i) reason += "é音";
+  news.state = {ConnectionState::Phase::ended, reason, {}, false, false};
+  board.Take(std::move(news), now);
+  for (int columns = 54; columns < 60; ++columns) {
+    std::string text;
+    std::istringstream screen(Screen(24, columns));
+    for (std::string row; std::getline(screen, row);) text += row.empty() ? "" : row.substr(1);
+    EXPECT_THAT(text, HasSubstr("cannot reach mixer:50005: " + reason)) << columns;
+  }
 }
 
 TEST_F(ScreenTest, FitsEverySize) {

@@ -62,17 +62,18 @@ int widthOf(std::string_view text) {
   return width;
 }
 
+std::string_view takeColumns(std::string_view& text, int width) {
+  const std::string_view whole = text;
+  for (std::string_view rest = text; !rest.empty(); text = rest) {
+    width -= widthOf(takeGlyph(rest));
+    if (width < 0) break;
+  }
+  return whole.substr(0, whole.size() - text.size());
+}
+
 std::string fitted(std::string_view text, int width) {
   if (widthOf(text) <= width) return std::string(text);
-  std::string result;
-  int used = 0;
-  while (!text.empty()) {
-    const char32_t glyph = takeGlyph(text);
-    if (used + widthOf(glyph) > width - 1) break;
-    used += widthOf(glyph);
-    appendUtf8(result, glyph);
-  }
-  return width > 0 ? result + "…" : "";
+  return width > 0 ? std::string(takeColumns(text, width - 1)) + "…" : "";
 }
 
 Canvas::Canvas(int rows, int columns)

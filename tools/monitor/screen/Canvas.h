@@ -47,6 +47,8 @@ char32_t takeGlyph(std::string_view& text);
 void appendUtf8(std::string& text, char32_t glyph);
 /// How many columns a text takes.
 int widthOf(std::string_view text);
+/// As many glyphs as there are columns for, removed from the text.
+std::string_view takeColumns(std::string_view& text, int width);
 /// The text, cut with an ellipsis where it is wider.
 std::string fitted(std::string_view text, int width);
 

@@ -85,15 +85,12 @@ void drawHeader(Canvas& canvas, const Area& area, const Board& board, const Ui& 
   const Area line{area.row + 1, area.column + 1, 1, area.columns - 2};
   if (state.phase == ConnectionState::Phase::waiting || state.phase == ConnectionState::Phase::ended) {
     // One row is enough to say; more rows say all of it.
-    std::string_view rest = state.reason;
     const std::string sentence = sentenceOf(state, board.Address());
-    rest = sentence;
+    std::string_view rest = sentence;
     for (int row = line.row; row < area.EndRow() && !rest.empty(); ++row) {
-      const std::string part = row + 1 == area.EndRow()
-                                   ? fitted(rest, line.columns)
-                                   : std::string(rest.substr(0, static_cast<std::size_t>(line.columns)));
+      const bool last = row + 1 == area.EndRow();
+      const std::string part = last ? fitted(rest, line.columns) : std::string(takeColumns(rest, line.columns));
       canvas.Text(row, line.column, part, Style::hot, line.EndColumn());
-      rest.remove_prefix(std::min(rest.size(), static_cast<std::size_t>(line.columns)));
     }
     return;
   }
