@@ -6,6 +6,7 @@
 
 #include "monitor/screen/Bar.h"
 #include "monitor/screen/Canvas.h"
+#include "monitor/screen/Panels.h"
 #include "monitor/screen/Spark.h"
 #include "monitor/screen/Terminal.h"
 #include "monitor/screen/Ui.h"
@@ -53,6 +54,19 @@ class ScreenTest : public testing::Test {
 
   void Press(const std::u32string& keys) {
     for (const char32_t key : keys) ui.Take({Kind::character, key});
+  }
+
+  /// Draws a panel alone, and expects that it leaves all outside of its area as it was.
+  template <typename Draw>
+  static void ExpectInside(const Area& area, int rows, int columns, const Draw& drawPanel) {
+    Canvas canvas(rows, columns);
+    drawPanel(canvas);
+    for (int row = 0; row < rows; ++row) {
+      for (int column = 0; column < columns; ++column) {
+        if (area.Contains(row, column)) continue;
+        ASSERT_EQ(canvas.At(row, column), Cell()) << row << ", " << column << " of " << rows << ", " << columns;
+      }
+    }
   }
 
   /// Inputs with levels, as many as told.
@@ -152,17 +166,34 @@ TEST_F(ScreenTest, ALongReasonGoesOnInTheNextRowWithoutBreakingAGlyph) {
   }
 }
 
-TEST_F(ScreenTest, FitsEverySize) {
+TEST_F(ScreenTest, EachPanelKeepsToItsAreaInEverySize) {
   auto entries = Inputs(30);
   entries.push_back({"input/1/spectrum", std::vector<float>(31, -30.0F)});
   for (int i = 0; i < 40; ++i) entries.push_back({"engine/" + std::to_string(i), i});
   Show(entries, {{"input/1/name", std::string("音音音音音音音音音音音音")}}, {{{"a/b", std::string(300, 'x')}}});
-  for (const bool help : {false, true}) {
-    if (help) Press(U"?");
-    for (int rows = 0; rows <= 60; rows += rows < 30 ? 1 : 7) {
-      for (int columns = 0; columns <= 220; columns += columns < 50 ? 1 : 17) Screen(rows, columns);
+  for (int rows = 0; rows <= 60; rows += rows < 30 ? 1 : 7) {
+    for (int columns = 0; columns <= 220; columns += columns < 50 ? 1 : 17) {
+      const Layout layout = layoutOf(rows, columns, board, ui);
+      const auto expectInside = [&](const Area& area, const auto& drawPanel) {
+        ExpectInside(area, rows, columns, [&](Canvas& canvas) { drawPanel(canvas, area); });
+      };
+      expectInside(layout.header, [&](auto& canvas, auto& area) { drawHeader(canvas, area, board, ui, now); });
+      expectInside(layout.meters, [&](auto& canvas, auto& area) { drawMeters(canvas, area, board, ui); });
+      expectInside(layout.spectra, [&](auto& canvas, auto& area) { drawSpectra(canvas, area, board, ui); });
+      expectInside(layout.values, [&](auto& canvas, auto& area) { drawValues(canvas, area, board, ui); });
+      expectInside(layout.changes, [&](auto& canvas, auto& area) { drawChanges(canvas, area, board, ui); });
+      expectInside(layout.footer, [&](auto& canvas, auto& area) { drawFooter(canvas, area, ui); });
+      if (HasFatalFailure()) return;
     }
   }
+}
+
+TEST_F(ScreenTest, TheHelpIsCutWhereTheScreenEnds) {
+  Press(U"?");
+  for (int rows = 0; rows <= 40; ++rows) {
+    for (int columns = 0; columns <= 100; ++columns) Screen(rows, columns);
+  }
+  EXPECT_THAT(Screen(40, 100), HasSubstr("forget the held peaks"));
 }
 
 TEST_F(ScreenTest, WideScreensHaveTheListsBesideTheMeters) {
