@@ -7,9 +7,9 @@ namespace monitor {
 void Board::Take(News arrived, std::chrono::steady_clock::time_point now) {
   latest = std::move(arrived);
   if (latest.fast) fast.Take(latest.fast->entries, now);
-  if (latest.slow) slow.Take(latest.slow->entries, now);
-  for (const Entry& entry : latest.slow ? latest.slow->entries : std::vector<Entry>()) {
-    Learn(entry.key, describe(entry.value));
+  if (latest.slow) {
+    slow.Take(latest.slow->entries, now);
+    for (const Entry& entry : latest.slow->entries) Learn(entry.key, describe(entry.value));
   }
   for (const Message& message : latest.changes) Log(message);
 }
