@@ -1,9 +1,17 @@
 #include "devhost/Player.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
 namespace devhost {
+
+namespace {
+
+/// Years: a clock holds it.
+constexpr std::chrono::duration<double> longestPeriod{1e8};
+
+}  // namespace
 
 Player::Player(sim::Engine& engine, const scene::MixerSettings& settings, std::vector<Misbehaviour> misbehaviours)
     : engine(engine),
@@ -15,7 +23,8 @@ Player::Player(sim::Engine& engine, const scene::MixerSettings& settings, std::v
 
 std::unique_ptr<sim::Ticker> Player::StartTicker(double hz, sim::Event event, sim::KeyValues (scene::Mixer::*next)()) {
   if (hz <= 0) return nullptr;
-  const auto period = std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(1 / hz));
+  const auto period = std::chrono::duration_cast<std::chrono::nanoseconds>(
+      std::min(std::chrono::duration<double>(1 / hz), longestPeriod));
   return std::make_unique<sim::Ticker>(period, [this, event, next, count = 0U]() mutable {
     sim::KeyValues list = (mixer.*next)();
     ++count;

@@ -93,6 +93,12 @@ TEST_F(Devhost, KeepsToItsCadences) {
   EXPECT_GE(std::stod(match[2]), 4);
 }
 
+TEST_F(Devhost, PlaysTheFirstListOfACadenceWhoseSecondNeverComes) {
+  test::Process& devhost = Run({"--seconds", "0.5", "--fast-hz", "1e-10", "--slow-hz", "1e-310", "--changes-hz", "0"});
+  ExpectOrderlyEnd(devhost);
+  EXPECT_THAT(devhost.Output(), HasSubstr(" s: 1 fast, 1 slow and 0 change lists"));
+}
+
 TEST_F(Devhost, PrintsFiguresEverySecondOnRequest) {
   test::Process& devhost = Run({"--stats"});
   const std::string line =
