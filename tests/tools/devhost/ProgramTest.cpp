@@ -162,15 +162,15 @@ TEST_F(Devhost, TakesTheLastSettingOfAKey) {
 }
 
 TEST_F(Devhost, PrintsLogLinesWithTimeLevelFileAndLine) {
-  test::Process& devhost = RunPlain({"--module", CORVALUX_REFUSING_MODULE});
+  test::Process& devhost = Run({"--module", CORVALUX_REFUSING_MODULE});
   EXPECT_EQ(devhost.Wait(), 3);
   const std::string time = "[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9] ";
-  EXPECT_THAT(devhost.Errors(), testing::MatchesRegex(time + "detail    some/File.cpp:11: a detail\n" +    //
-                                                      time + "lifecycle some/File.cpp:12: a note\n" +      //
-                                                      time + "warning   some/File.cpp:13: a warning\n" +   //
-                                                      time + "error     some/File.cpp:14: an error\n" +    //
-                                                      "corvalux-devhost: the module refused to start on "  //
-                                                      "'0.0.0.0:50005'; its log lines say why\n"));
+  EXPECT_THAT(devhost.Errors(), testing::MatchesRegex(time + "detail    some/File.cpp:11: a detail\n" +       //
+                                                      time + "lifecycle some/File.cpp:12: a note\n" +         //
+                                                      time + "warning   some/File.cpp:13: a warning\n" +      //
+                                                      time + "error     some/File.cpp:14: an error\n" +       //
+                                                      "corvalux-devhost: the module refused to start on '" +  //
+                                                      address + "'; its log lines say why\n"));
 }
 
 TEST_F(Devhost, ShowsLogLinesFromTheChosenLevelOn) {
