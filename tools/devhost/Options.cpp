@@ -6,12 +6,15 @@
 #include <stdexcept>
 #include <string>
 
+#include "commandline/Between.h"
 #include "devhost/Configuration.h"
 #include "devhost/LogPrinter.h"
 
 namespace devhost {
 
 namespace {
+
+using commandline::between;
 
 constexpr const char* description =
     "Plays the corvalux engine: loads a module, starts it, and feeds it the meters and\n"
@@ -59,16 +62,6 @@ auto reading(const char* option, Reader reader) {
       throw CLI::ValidationError(option, error.what());
     }
   };
-}
-
-/// A number within limits, both included; the message says what is expected.
-CLI::Validator between(double low, double high, const std::string& expected) {
-  return {[low, high, expected](std::string& text) {
-            double value = 0;
-            if (CLI::detail::lexical_cast(text, value) && value >= low && value <= high) return std::string();
-            return "takes " + expected + ", not '" + text + "'";
-          },
-          ""};
 }
 
 /// A default as the help text shows it.

@@ -3,11 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <map>
+
+#include "commandline/Between.h"
 
 namespace monitor {
 
 namespace {
+
+using commandline::between;
 
 constexpr const char* defaultPort = "50005";
 
@@ -41,19 +44,9 @@ constexpr const char* notes =
     "  4  the output cannot be written\n"
     "  5  connected, but a meter stream brought nothing in time: --check and --table\n";
 
-/// A number within limits, both included; the message says what is expected.
-CLI::Validator between(double low, double high, const std::string& expected) {
-  return {[low, high, expected](std::string& text) {
-            double value = 0;
-            if (CLI::detail::lexical_cast(text, value) && value >= low && value <= high) return std::string();
-            return "takes " + expected + ", not '" + text + "'";
-          },
-          ""};
-}
-
 CLI::Validator wholeNumber() {
   return {[](std::string& text) {
-            const bool digits = !text.empty() && text.size() < 18 && std::all_of(text.begin(), text.end(), ::isdigit);
+            const bool digits = text.size() < 18 && text.find_first_not_of("0123456789") == std::string::npos;
             return digits && text.find_first_not_of('0') != std::string::npos
                        ? std::string()
                        : "takes a whole number above 0, not '" + text + "'";
