@@ -48,7 +48,7 @@ constexpr const char* exitCodes =
 /// The module that was built or installed with this program, seen from its own place: both can be moved.
 std::filesystem::path ownModule() {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  const bool installed = folder.filename() == CORVALUX_BINARY_FOLDER;
+  const bool installed = folder.filename() == std::filesystem::path(CORVALUX_BINARY_FOLDER).filename();
   return (folder / (installed ? CORVALUX_INSTALLED_MODULE : CORVALUX_BUILT_MODULE)).lexically_normal();
 }
 
