@@ -7,7 +7,7 @@
 
 #include <condition_variable>
 #include <cstddef>
-#include <functional>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>

@@ -3,8 +3,6 @@
 #include <chrono>
 #include <string>
 
-#include "monitor/model/Statistics.h"
-
 namespace monitor {
 
 /// "-12.3", or "-inf" for silence.
