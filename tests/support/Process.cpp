@@ -61,7 +61,15 @@ Process::~Process() {
 void Process::Signal(int signal) const {
   if (pid == 0) return;
   kill(pid, signal);
-  if (signal == SIGSTOP) waitpid(pid, nullptr, WUNTRACED);
+  // One that has died meanwhile is left for Wait.
+  siginfo_t state{};
+  if (signal == SIGSTOP) waitid(P_PID, static_cast<id_t>(pid), &state, WSTOPPED | WEXITED | WNOWAIT);
+}
+
+bool Process::Running() const {
+  siginfo_t state{};
+  return pid != 0 && waitid(P_PID, static_cast<id_t>(pid), &state, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         state.si_pid == 0;
 }
 
 void Process::Read(Stream& stream, int file) {
@@ -103,9 +111,9 @@ std::optional<int> Process::Wait() {
   }
   if (pid == 0) return std::nullopt;
   int status = 0;
-  waitpid(pid, &status, 0);
+  const bool known = waitpid(pid, &status, 0) == pid;
   pid = 0;
-  return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
+  return known && WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
 }
 
 std::string Process::Text(const Stream& stream) const {

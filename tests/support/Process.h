@@ -27,6 +27,8 @@ class Process {
   /// Sends the signal, if it still runs; SIGSTOP has taken effect when this returns.
   void Signal(int signal) const;
 
+  bool Running() const;
+
   /// Wait until the output contains `text`; false when it does not in time, or when the program ends without it.
   bool WaitForOutput(const std::string& text) { return WaitFor(output, text); }
   bool WaitForErrors(const std::string& text) { return WaitFor(errors, text); }
