@@ -17,11 +17,6 @@ std::chrono::nanoseconds rank(std::vector<std::chrono::nanoseconds>& sorted, dou
   return sorted[static_cast<std::size_t>(fraction * static_cast<double>(sorted.size() - 1))];
 }
 
-uint32_t counterOf(const std::string& bytes) {
-  ::corvalux::grpc::Meter meter;
-  return meter.ParseFromString(bytes) && meter.entries_size() > 0 ? meter.entries(0).value().uint_value() : 0;
-}
-
 }  // namespace
 
 Cadence::Cadence(sim::Engine& engine) : engine(engine) {
@@ -55,7 +50,7 @@ std::vector<std::chrono::nanoseconds> Cadence::TakeCallTimes() {
 Observation Cadence::Observe(std::chrono::milliseconds length) {
   TakeCallTimes();
   Observation seen;
-  const std::size_t before = healthy->Messages().size();
+  const std::size_t before = healthy->Count();
   std::size_t last = before;
   const auto begin = std::chrono::steady_clock::now();
   auto arrived = begin;

@@ -9,15 +9,12 @@
 
 #include "engine/Ticker.h"
 #include "faults/FaultyClient.h"
-#include "faults/ProcessUse.h"
 #include "support/ModuleTest.h"
+#include "support/ProcessUse.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-/// Two bounded waits, each of 2 s and one look more, and one second.
-constexpr auto stopLimit = 2 * 2050ms + 1s;
 
 /// How many rounds: few in every test run, thousands with CORVALUX_TEST_ROUNDS.
 int rounds() {
@@ -58,7 +55,7 @@ class StartStop : public test::ModuleTest {
       EXPECT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 65536}}), 0);
       std::this_thread::sleep_for(std::chrono::microseconds((i * 7919) % 20000));
       longest = std::max(longest, TimedStop());
-      EXPECT_LT(longest, stopLimit);
+      EXPECT_LT(longest, test::stopLimit);
     }
     return longest;
   }
@@ -74,7 +71,7 @@ class StartStopAgainst : public StartStop, public testing::WithParamInterface<co
     EXPECT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 65536}}), 0);
     const test::FaultyClient client(GetParam(), address, 600.0);
     const auto first = TimedStop();
-    EXPECT_LT(first, stopLimit);
+    EXPECT_LT(first, test::stopLimit);
     return std::max(first, Race(count));
   }
 };
@@ -132,7 +129,7 @@ TEST_F(StartStop, ManyStreamsThatEndAtOnceHoldStopNoLongerThanTheBound) {
     std::this_thread::sleep_for(4s);  // they churn meanwhile; then all are killed
   }
   const auto time = TimedStop();
-  EXPECT_LT(time, stopLimit);
+  EXPECT_LT(time, test::stopLimit);
   std::printf("ROW | churn of 5 clients for 4 s | 1 | %.0f ms |\n", static_cast<double>(time.count()) / 1e6);
 }
 
@@ -144,7 +141,7 @@ TEST_F(StartStop, StalledClientHoldsStopNoLongerThanTheBound) {
   std::this_thread::sleep_for(500ms);
   const auto time = TimedStop();
   EXPECT_GT(time, 2s) << "not stalled";
-  EXPECT_LT(time, stopLimit);
+  EXPECT_LT(time, test::stopLimit);
 }
 
 TEST_F(StartStop, FrozenClientHoldsStopNoLongerThanTheBound) {
@@ -154,7 +151,7 @@ TEST_F(StartStop, FrozenClientHoldsStopNoLongerThanTheBound) {
   ASSERT_TRUE(frozen.ReadLine(test::patience));
   frozen.Signal(SIGSTOP);
   std::this_thread::sleep_for(500ms);
-  EXPECT_LT(TimedStop(), stopLimit);
+  EXPECT_LT(TimedStop(), test::stopLimit);
   frozen.Signal(SIGCONT);
 }
 

@@ -14,20 +14,9 @@
 
 namespace test {
 
-/// What a stop may take, whatever clients do: the bounded waits of the two services, each of which may oversleep by one
-/// step, and a second for all the rest.
-constexpr std::chrono::milliseconds stopLimit = 2 * std::chrono::milliseconds(2050) + std::chrono::seconds(1);
-
 /// A list that carries a counter and, to give it weight, `floats` numbers.
 inline sim::KeyValues counted(uint32_t counter, std::size_t floats = 0) {
   return {{"counter", counter}, {"weight", std::vector<float>(floats, 0.5F)}};
-}
-
-/// The counter in the bytes of a message. Meters and notifications look the same.
-inline uint32_t counterOf(const std::string& bytes) {
-  ::corvalux::grpc::Meter meter;
-  EXPECT_TRUE(meter.ParseFromString(bytes));
-  return meter.entries_size() > 0 ? meter.entries(0).value().uint_value() : 0;
 }
 
 /// More than an HTTP/2 stream's window takes: a message of that many floats gets stuck when the client does not read.
@@ -59,7 +48,7 @@ class LiveTest : public ModuleTest {
 
   /// Emits the event and waits until the client has it, as its newest message.
   bool Delivered(sim::Event event, const sim::KeyValues& values, StreamClient& client) {
-    const std::size_t before = client.Messages().size();
+    const std::size_t before = client.Count();
     engine.Emit(event, values);
     return client.WaitForMessages(before + 1);
   }

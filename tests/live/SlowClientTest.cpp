@@ -1,6 +1,5 @@
 // A client that is too slow gets the newest message, and nobody else notices.
 #include <gmock/gmock.h>
-#include <malloc.h>
 
 #include <algorithm>
 #include <chrono>
@@ -10,9 +9,7 @@
 #include <vector>
 
 #include "live/LiveTest.h"
-
-/// A sanitizer's own account; null without one.
-extern "C" [[gnu::weak]] std::size_t __sanitizer_get_current_allocated_bytes();
+#include "support/ProcessUse.h"
 
 namespace {
 
@@ -21,13 +18,6 @@ using sim::Event;
 using test::counted;
 using test::RawCall;
 using test::StreamClient;
-
-/// What the process has on its heap. Not its resident memory: sanitizers keep freed memory for a while.
-std::size_t allocatedBytes() {
-  if (__sanitizer_get_current_allocated_bytes) return __sanitizer_get_current_allocated_bytes();
-  const auto heap = mallinfo2();
-  return heap.uordblks + heap.hblkhd;
-}
 
 class SlowClient : public test::LiveTest {
  protected:
@@ -81,9 +71,10 @@ TEST_F(SlowClient, CostsTheServerNoBacklog) {
     for (int i = 0; i < times; ++i) engine.Emit(Event::meterFast, values);
   };
   emit(10);  // one is on its way, one is pending
-  const std::size_t before = allocatedBytes();
+  const auto before = test::ProcessUse::Now();
   emit(500);
-  EXPECT_LT(allocatedBytes(), before + 5 * test::heavy * sizeof(float)) << "more than a few messages are kept";
+  EXPECT_LT(test::ProcessUse::Now().heapKb, before.heapKb + 5 * test::heavy * sizeof(float) / 1024)
+      << "more than a few messages are kept";
 }
 
 TEST_F(SlowClient, DoesNotSlowOthersDown) {

@@ -1,40 +1,18 @@
 // Loading, starting, stopping and unloading again and again leaves nothing behind.
 #include <gtest/gtest.h>
-#include <malloc.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "support/ModuleTest.h"
+#include "support/ProcessUse.h"
 #include "support/StreamClient.h"
 
 namespace {
 
+using test::ProcessUse;
 using test::StreamClient;
 
-std::size_t entriesOf(const std::filesystem::path& folder) {
-  const std::filesystem::directory_iterator entries(folder);
-  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-std::size_t openFiles() { return entriesOf("/proc/self/fd"); }
-std::size_t threads() { return entriesOf("/proc/self/task"); }
-
-/// Memory in use, in KiB. The emulator's own, for translated code, cannot be told from the program's: there it is what
-/// the program has allocated.
-std::size_t memoryKib() {
-  if (CORVALUX_EMULATED) {
-    const auto heap = mallinfo2();
-    return (heap.uordblks + heap.hblkhd) / 1024;
-  }
-  std::ifstream statm("/proc/self/statm");
-  std::size_t total = 0;
-  std::size_t resident = 0;
-  statm >> total >> resident;
-  return resident * 4;
-}
+std::size_t openFiles() { return ProcessUse::Now().descriptors; }
+std::size_t threads() { return ProcessUse::Now().threads; }
+std::size_t memoryKib() { return CORVALUX_EMULATED ? ProcessUse::Now().heapKb : ProcessUse::Now().residentKb; }
 
 class Cycles : public testing::Test {
  protected:

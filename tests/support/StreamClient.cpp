@@ -20,6 +20,12 @@ std::string bytesOf(const ::grpc::ByteBuffer& buffer) {
   return bytes;
 }
 
+uint32_t counterOf(const std::string& bytes) {
+  ::corvalux::grpc::Meter meter;
+  EXPECT_TRUE(meter.ParseFromString(bytes));
+  return meter.entries_size() > 0 ? meter.entries(0).value().uint_value() : 0;
+}
+
 std::shared_ptr<::grpc::Channel> connect(const std::string& address) {
   ::grpc::ChannelArguments arguments;
   arguments.SetInt("grpc.use_local_subchannel_pool", 1);

@@ -71,4 +71,8 @@ class StreamClient {
 /// The bytes of a buffer.
 std::string bytesOf(const ::grpc::ByteBuffer& buffer);
 
+/// The first value in the bytes of a message: the counter, in the lists that tests emit. Meters and notifications look
+/// the same. Fails the test when they do not parse.
+uint32_t counterOf(const std::string& bytes);
+
 }  // namespace test

@@ -9,7 +9,8 @@ namespace test {
 struct ProcessUse {
   std::size_t descriptors;
   std::size_t threads;
-  std::size_t heapKb;  ///< allocated and not freed; what the allocator merely keeps does not count
+  std::size_t heapKb;      ///< allocated and not freed; what the allocator merely keeps does not count
+  std::size_t residentKb;  ///< of all memory; an emulator's own, for translated code, cannot be told from the program's
 
   static ProcessUse Now();
 };
