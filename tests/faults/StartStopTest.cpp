@@ -52,6 +52,7 @@ class StartStop : public test::ModuleTest {
     std::chrono::nanoseconds longest{};
     for (int i = 0; i < count && !HasFailure(); ++i) {
       log.Clear();
+      engine.Forget();
       EXPECT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 65536}}), 0);
       std::this_thread::sleep_for(std::chrono::microseconds((i * 7919) % 20000));
       longest = std::max(longest, TimedStop());

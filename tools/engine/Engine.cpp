@@ -133,6 +133,13 @@ std::vector<std::string> CorvaluxEngine::Calls() const {
   return calls;
 }
 
+void CorvaluxEngine::Forget() {
+  const std::lock_guard lock(mutex);
+  // Not clear(): that keeps the vectors' memory.
+  calls = decltype(calls)();
+  removed = decltype(removed)();
+}
+
 std::size_t CorvaluxEngine::Registrations() const {
   const std::lock_guard lock(mutex);
   return registrations.size();

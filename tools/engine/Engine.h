@@ -45,6 +45,9 @@ struct CorvaluxEngine {
   /// What the module asked for so far, in order: "add meterFast", "remove changes", "refuse meterSlow", ...
   std::vector<std::string> Calls() const;
 
+  /// Forgets Calls() and the handles that were removed, which are otherwise kept for ever: for who counts memory.
+  void Forget();
+
   /// How many callbacks are registered now.
   std::size_t Registrations() const;
 
