@@ -70,6 +70,7 @@ TEST_P(Faults, LeaveEngineAndHealthyClientAlone) {
   // What other programs take of the processors passes; what the fault does, it does again.
   for (int again = 0; again < 2 && !unharmed(during); ++again) during = cadence.Observe(faultTime);
   PrintRow(fault, quiet, during);
+  EXPECT_TRUE(client->Running()) << "nothing was at work in the end";
   EXPECT_GE(during.Delivered(), fault.leastDelivered);
   EXPECT_LT(during.median, fault.slowestCallback * quiet.median);
   client.reset();
@@ -130,7 +131,7 @@ TEST_F(Faults, ClientFrozenForAWhileGetsTheNewestNotTheBacklog) {
   frozen.Signal(SIGCONT);
   int bulky = 0;
   uint32_t seen = 0;
-  for (auto line = frozen.ReadLine(test::patience); line && seen != counter + 1; line = frozen.ReadLine(2s)) {
+  for (auto line = frozen.ReadLine(test::patience); line; line = frozen.ReadLine(2s)) {
     seen = test::counterOf(bytesIn(*line));
     bulky += seen > 1'000'000 ? 1 : 0;
     if (bulky > 0 && seen < 1'000'000) break;  // the newest: back at the cadence's own counter

@@ -135,10 +135,14 @@ class Until:
 
 
 def again(address, seconds, fault, settings=b""):
-    """Runs `fault(connection)` on one connection after the other."""
+    """Runs `fault(connection)` on one connection after the other, whenever there is a server."""
     for _ in Until(seconds):
         try:
             connection = Connection(address, settings)
+        except OSError:
+            time.sleep(0.001)
+            continue
+        try:
             fault(connection)
             connection.socket.close()
         except OSError:
@@ -165,7 +169,9 @@ def stall(address, seconds):
     connection.subscribe(FAST)
     connection.subscribe(CHANGES)
     ready()
-    time.sleep(seconds)
+    hangup = select.poll()
+    hangup.register(connection.socket, select.POLLRDHUP)
+    hangup.poll(seconds * 1000)
 
 
 def tiny_window(address, seconds):
@@ -194,14 +200,22 @@ def reset_flood(address, seconds):
 
 
 def slow_handshake(address, seconds):
-    connections = [Connection(address, greet=False) for _ in range(20)]
-    for i, _ in enumerate(Until(seconds)):
-        for connection in connections:
+    """Twenty connections, each on its way to a preface byte by byte; one that the server ends begins anew."""
+    connections = {}  # and how much of the preface is sent
+    for _ in Until(seconds):
+        try:
+            while len(connections) < 20:
+                connections[Connection(address, greet=False)] = 0
+        except OSError:
+            pass
+        for connection, sent in list(connections.items()):
             try:
-                connection.send(PREFACE[i % len(PREFACE):][:1])
+                connection.drop_input()
+                connection.send(PREFACE[sent % len(PREFACE):][:1])
+                connections[connection] = sent + 1
             except OSError:
-                pass
-        time.sleep(0.05)
+                del connections[connection]
+        select.select([connection.socket for connection in connections], [], [], 0.05 if connections else 0.001)
 
 
 def random_bytes(address, seconds):
