@@ -1,25 +1,24 @@
 #!/usr/bin/python3
-"""Who may listen on a loopback and on a unix address: addresses.py DEVHOST FOLDER"""
+"""Who may listen on a loopback and on a unix address: addresses.py DEVHOST"""
 import os
 import pathlib
 import pwd
+import shutil
 import subprocess
 import sys
 
 import grpc
 
-from harness import check, free_port, host, stream
-
-CLIENT = pathlib.Path(__file__).with_name("listen.py")
+from harness import check, free_port, host, open_folder, stream
 
 
-def listens_as(user, groups, address):
-    """Whether a process of this user, with these groups only, gets a message."""
+def listens_as(user, groups, client, address):
+    """Whether a client of this user, with these groups only, gets a message."""
     def become():
         os.setgroups(groups)
         os.setgid(user.pw_gid)
         os.setuid(user.pw_uid)
-    command = ["/usr/bin/python3", str(CLIENT), address]
+    command = ["/usr/bin/python3", str(client), address]
     return subprocess.run(command, preexec_fn=become, capture_output=True, check=False, cwd="/").returncode == 0
 
 
@@ -36,22 +35,27 @@ def test_group(devhost, folder):
     """A folder that only a group may enter: who is in the group connects, who is not gets nowhere."""
     nobody = pwd.getpwnam("nobody")
     group = 54321
-    folder.mkdir()
-    os.chown(folder, 0, group)
-    folder.chmod(0o750)
-    address = f"unix:{folder}/grpc"
-    with host(devhost, address):
-        os.chown(folder / "grpc", 0, group)
-        (folder / "grpc").chmod(0o660)
-        check(listens_as(nobody, [group], address), "a member of the group gets meters")
-        check(not listens_as(nobody, [], address), "who is not in the group gets none")
+    for source in ("listen.py", "harness.py"):
+        shutil.copy(pathlib.Path(__file__).with_name(source), folder)
+    client = folder / "listen.py"
+    members = folder / "members"
+    members.mkdir()
+    os.chown(members, 0, group)
+    members.chmod(0o2750)
+    address = f"unix:{members}/grpc"
+    with host(devhost, address, umask=0o007):
+        check(listens_as(nobody, [group], client, address), "a member of the group gets meters")
+        check(not listens_as(nobody, [], client, address), "who is not in the group gets none")
+        members.chmod(0o2755)
+        check(not listens_as(nobody, [], client, address), "nor from the socket itself")
 
 
 def main():
-    devhost, folder = sys.argv[1], pathlib.Path(sys.argv[2])
+    devhost = sys.argv[1]
     test_loopback(devhost)
     if os.geteuid() == 0:
-        test_group(devhost, folder / "members")
+        with open_folder() as folder:
+            test_group(devhost, folder)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The documented firewall lines between real networks of this machine's own making: firewall.py DEVHOST FOLDER"""
+"""The documented firewall lines between real networks of this machine's own making: firewall.py DEVHOST"""
 import contextlib
 import os
 import pathlib

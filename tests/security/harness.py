@@ -6,6 +6,7 @@ import signal
 import socket
 import subprocess
 import sys
+import tempfile
 import time
 
 import grpc
@@ -27,6 +28,15 @@ def free_port():
 
 
 @contextlib.contextmanager
+def open_folder():
+    """A folder that every user may enter: the repository may lie where only its owner may."""
+    with tempfile.TemporaryDirectory(prefix="corvalux-", dir="/tmp") as name:
+        folder = pathlib.Path(name)
+        folder.chmod(0o755)
+        yield folder
+
+
+@contextlib.contextmanager
 def running(command, **options):
     process = subprocess.Popen([str(word) for word in command], **options)
     try:
@@ -38,11 +48,11 @@ def running(command, **options):
 
 
 @contextlib.contextmanager
-def host(devhost, url, *more):
+def host(devhost, url, *more, **options):
     """The development host, a program or the command that runs it, with the module on `url`, once it serves."""
     program = devhost if isinstance(devhost, list) else [devhost]
     command = [*program, "--set", f"serverUrl={url}", "--log-level", "4", *more]
-    with running(command, stdout=subprocess.PIPE, text=True) as process:
+    with running(command, stdout=subprocess.PIPE, text=True, **options) as process:
         check("serves" in process.stdout.readline(), f"the module serves {url}")
         yield process
 

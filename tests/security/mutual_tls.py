@@ -1,14 +1,13 @@
 #!/usr/bin/python3
 """TLS with client certificates in front of the module, by the real nginx and the documented configuration:
-mutual_tls.py DEVHOST FOLDER"""
-import pathlib
+mutual_tls.py DEVHOST"""
 import subprocess
 import sys
 import time
 
 import grpc
 
-from harness import ROOT, check, counter, free_port, host, running, stream, wait_for
+from harness import ROOT, check, counter, free_port, host, open_folder, running, stream, wait_for
 
 PORT = free_port()
 CONFIGURATION = ROOT / "docs/examples/nginx-mutual-tls.conf"
@@ -71,13 +70,11 @@ def backlog(new_channel, pause=5):
     return old, 0
 
 
-def main():
-    devhost, folder = sys.argv[1], pathlib.Path(sys.argv[2])
+def test_proxy(devhost, folder):
     make_certificates(folder)
     configure(folder)
-    nginx = ["/usr/sbin/nginx", "-p", folder, "-c", folder / "nginx.conf", "-e", folder / "error.log", "-g",
+    nginx = ["/usr/sbin/nginx", "-p", folder, "-c", folder / "nginx.conf", "-e", "stderr", "-g",
              f"daemon off; pid {folder}/pid;"]
-    folder.chmod(0o711)
     with host(devhost, f"unix:{folder}/grpc", "--channels", "64", "--fast-hz", "50"), running(nginx):
         (folder / "grpc").chmod(0o666)
         wait_for(lambda: (folder / "pid").exists(), "nginx starts")
@@ -89,6 +86,11 @@ def main():
         proxied, _ = backlog(channel(folder, "client"))
         print(f"ROW | 5 s without reading, messages of {size} bytes | {direct} old messages direct | {proxied} through nginx |")
         check(proxied < 250 and proxied * size < 4_000_000, "what waits in the proxy for a slow client is bounded")
+
+
+def main():
+    with open_folder() as folder:
+        test_proxy(sys.argv[1], folder)
 
 
 if __name__ == "__main__":
