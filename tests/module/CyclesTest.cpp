@@ -12,7 +12,7 @@ using test::StreamClient;
 
 std::size_t openFiles() { return ProcessUse::Now().descriptors; }
 std::size_t threads() { return ProcessUse::Now().threads; }
-std::size_t memoryKib() { return CORVALUX_EMULATED ? ProcessUse::Now().heapKb : ProcessUse::Now().residentKb; }
+std::size_t memoryKib() { return test::emulated ? ProcessUse::Now().heapKb : ProcessUse::Now().residentKb; }
 
 class Cycles : public testing::Test {
  protected:
