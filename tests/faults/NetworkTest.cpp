@@ -1,63 +1,19 @@
 // A network that lies: connections that are half open because packets are dropped, and descriptors that run out.
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "faults/Cadence.h"
 #include "faults/FaultyClient.h"
+#include "faults/OtherHost.h"
 #include "support/ModuleTest.h"
 #include "support/ProcessUse.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-/// Runs a command of the system; whether it succeeded.
-bool run(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
-
-/// A second host on this machine: moves this process into a network of its own, and links it to another one, which is
-/// removed at the end. Must be made before any other thread.
-class OtherHost {
- public:
-  OtherHost() {
-    made = unshare(CLONE_NEWNET) == 0 && run("ip netns add " + name) &&
-           run("ip link add " + link + " type veth peer name inside netns " + name) &&
-           run("ip addr add 192.0.2.1/24 dev " + link) && run("ip link set " + link + " up") &&
-           run("ip -n " + name + " addr add 192.0.2.2/24 dev inside") && run("ip -n " + name + " link set inside up");
-  }
-  ~OtherHost() {
-    run("ip link del " + link);
-    run("ip netns del " + name);
-  }
-  OtherHost(const OtherHost&) = delete;
-  OtherHost& operator=(const OtherHost&) = delete;
-
-  bool Made() const { return made; }
-
-  /// From now on nothing that it sends or is sent arrives; neither side is told.
-  bool DropPackets() const {
-    const std::string nft = "ip netns exec " + name + " nft ";
-    return run(nft + "add table inet silence") &&
-           run(nft + "'add chain inet silence arriving { type filter hook input priority 0; policy drop; }'") &&
-           run(nft + "'add chain inet silence leaving { type filter hook output priority 0; policy drop; }'");
-  }
-
-  std::vector<std::string> Command(std::vector<std::string> command) const {
-    command.insert(command.begin(), {"ip", "netns", "exec", name});
-    return command;
-  }
-
- private:
-  const std::string id = std::to_string(getpid());
-  const std::string name = "corvalux-" + id;
-  const std::string link = "cvx" + id;
-  bool made = false;
-};
 
 class Network : public test::ModuleTest {
  protected:
@@ -70,8 +26,9 @@ class Network : public test::ModuleTest {
 };
 
 TEST_F(Network, HalfOpenConnectionsHoldUpNeitherTheEngineNorStop) {
-  const OtherHost other;
+  const test::OtherHost other;
   if (!other.Made()) GTEST_SKIP() << "needs root, to make a network namespace";
+  ASSERT_TRUE(other.Link());
   const std::string far = "192.0.2.1:50207";
   ASSERT_EQ(instance.Start({{"serverUrl", address + " " + far}}), 0);
   cadence.Start(address);

@@ -1,20 +1,16 @@
 // What a stop does, step by step, with and without clients.
 #include <gmock/gmock.h>
 #include <grpc/grpc.h>
-#include <pthread.h>
-#include <signal.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <vector>
 
-#include "engine/Ticker.h"
 #include "module/Journal.h"
 #include "module/RecordedTest.h"
+#include "module/Signals.h"
 #include "support/StreamClient.h"
 
 namespace {
@@ -24,32 +20,6 @@ using sim::Event;
 using test::StreamClient;
 using test::Texts;
 using testing::ElementsAre;
-
-/// Disturbs the thread that makes it, every few milliseconds, with a signal that ends system calls.
-class Signals {
- public:
-  Signals() : target(pthread_self()) {
-    count = 0;
-    struct sigaction action {};
-    action.sa_handler = [](int) { ++count; };
-    sigaction(SIGUSR1, &action, &before);  // without SA_RESTART
-    sender.emplace(5ms, [this] { pthread_kill(target, SIGUSR1); });
-  }
-  ~Signals() {
-    sender.reset();
-    sigaction(SIGUSR1, &before, nullptr);
-  }
-  Signals(const Signals&) = delete;
-  Signals& operator=(const Signals&) = delete;
-
-  int Count() const { return count; }
-
- private:
-  static inline std::atomic<int> count = 0;
-  const pthread_t target;
-  struct sigaction before {};
-  std::optional<sim::Ticker> sender;
-};
 
 class Stop : public test::RecordedTest {
  protected:
@@ -127,7 +97,7 @@ TEST_F(Stop, SleepsOnAfterASignal) {
   ASSERT_EQ(StartWith({{"grpc_memory_kb", 1 << 20}}), 0);
   const StreamClient stalled(address, test::fastMethod, /*read=*/false);
   ASSERT_TRUE(Stuck());
-  Signals signals;
+  const test::Signals signals(5ms);
   EXPECT_GE(StopAndMeasure(), 2s);
   EXPECT_LE(test::GrpcCalls::Naps(), 41U);
   EXPECT_GT(signals.Count(), 100) << "sleeps were hardly disturbed";

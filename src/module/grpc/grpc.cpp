@@ -6,6 +6,8 @@
 #include <grpcpp/resource_quota.h>
 #include <grpcpp/security/server_credentials.h>
 #include <grpcpp/server_builder.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <chrono>
@@ -237,9 +239,10 @@ GrpcGenericRouter::~GrpcGenericRouter() { CloseStreams(); }
   return CallbackGenericService::CreateReactor(context);
 }
 
-void GrpcGenericRouter::CloseStreams() noexcept {
+bool GrpcGenericRouter::CloseStreams() noexcept {
   closeStreamsOf(metersService.get());
   closeStreamsOf(notificationsService.get());
+  return (!metersService || metersService->Empty()) && (!notificationsService || notificationsService->Empty());
 }
 
 // ---- Start: the server ----
@@ -365,17 +368,46 @@ bool registerCallbacks(const HostModuleRecord& record, GrpcModuleState& state) {
 
 namespace {
 
+constexpr int64_t graceMs = 950;
+
+/// Blocks asynchronous signals on this thread for its lifetime: gRPC 1.51 starts a wait with a deadline again at each
+/// signal that the waiting thread handles. Signals that a fault raises are left alone.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t signals;
+    sigfillset(&signals);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGSYS, SIGTRAP}) sigdelset(&signals, fault);
+    pthread_sigmask(SIG_BLOCK, &signals, &previous);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &previous, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t previous{};
+};
+
+/// Closes the connections: each client that answers within the grace period first receives all that was written to it,
+/// its final status included. Returns as soon as the last one has, and cancels whatever is left when the time is up.
+/// The deadline is monotonic, because the device's clock may be set meanwhile.
+void shutDown(::grpc::Server& server, int64_t millisecondsOfGrace) {
+  const SignalsBlocked blocked;
+  const gpr_timespec grace = gpr_time_from_millis(millisecondsOfGrace, GPR_TIMESPAN);
+  server.Shutdown(gpr_time_add(gpr_now(GPR_CLOCK_MONOTONIC), grace));
+}
+
 /// Undoes a start, however far it came. Engine first, then clients, then server: each step needs what follows it.
 void teardown(GrpcModuleState& state) {
   removeMeterCallback(state.slowEngine, state.slowRegistration);
   removeMeterCallback(state.fastEngine, state.fastRegistration);
   removeChangeCallback(state.changeEngine, state.changeRegistration);
   if (state.server) {
-    state.router->CloseStreams();
-    // A client that does not read keeps its stream open beyond that. Cancel what is left, and let it go while router
-    // and publishers exist: its last reactions call them, and new calls reach the router as long as the server runs.
-    // Monotonic: the device's clock may be set meanwhile.
-    state.server->Shutdown(gpr_now(GPR_CLOCK_MONOTONIC));
+    // A client that does not read keeps its stream open. Then there is no grace period: the others have had the time of
+    // the wait. The server ends while router and publishers exist, because the last reactions of cancelled streams call
+    // them, and new calls reach the router as long as the server runs.
+    const bool allEnded = state.router->CloseStreams();
+    shutDown(*state.server, allEnded ? graceMs : 0);
   }
   state.router.reset();
   state.changePublisher.reset();

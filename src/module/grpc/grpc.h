@@ -55,8 +55,9 @@ class GrpcGenericRouter final : public ::grpc::CallbackGenericService {
   ::grpc::ServerGenericBidiReactor* CreateReactor(::grpc::GenericCallbackServerContext* context) override;
 
   /// Ends every stream with CANCELLED, refuses new ones, and waits for the streams to end: up to 2 s a service, in
-  /// steps of 50 ms, then gives up silently. Called again it finds no stream and returns at once.
-  void CloseStreams() noexcept;
+  /// steps of 50 ms, then gives up silently. Returns whether every stream has ended.
+  /// A no-op once that is so.
+  bool CloseStreams() noexcept;
 
  private:
   const std::shared_ptr<GrpcMetersServiceGeneric> metersService;
