@@ -1,4 +1,8 @@
 // How long a stop waits for connections on which no stream is left, and what may disturb that wait.
+#include <grpcpp/generic/async_generic_service.h>
+#include <grpcpp/security/server_credentials.h>
+#include <grpcpp/server.h>
+#include <grpcpp/server_builder.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
@@ -6,12 +10,21 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <future>
+#include <memory>
 #include <optional>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
+#include "engine/Ticker.h"
 #include "module/RecordedTest.h"
 #include "module/Signals.h"
+#include "support/Process.h"
 #include "support/StreamClient.h"
 
 namespace {
@@ -22,30 +35,75 @@ constexpr auto grace = 950ms;
 constexpr auto slack = 800ms;  // for a busy machine
 
 /// A client that greets the server and then answers nothing.
-class SilentClient {
+class UnresponsiveClient {
  public:
-  explicit SilentClient(const std::string& address) {
+  explicit UnresponsiveClient(const std::string& address) {
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     address.substr(std::string("unix:").size()).copy(name.sun_path, sizeof name.sun_path - 1);
     EXPECT_EQ(connect(file, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
     const std::string settings("\0\0\0\4\0\0\0\0\0", 9);
-    const std::string greeting = "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + settings;
-    EXPECT_EQ(write(file, greeting.data(), greeting.size()), static_cast<ssize_t>(greeting.size()));
+    Send("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + settings);
   }
-  ~SilentClient() { close(file); }
-  SilentClient(const SilentClient&) = delete;
-  SilentClient& operator=(const SilentClient&) = delete;
+  ~UnresponsiveClient() { close(file); }
+  UnresponsiveClient(const UnresponsiveClient&) = delete;
+  UnresponsiveClient& operator=(const UnresponsiveClient&) = delete;
 
-  /// Waits until the server has answered the greeting with the type of `frame`, the last of those that it sends.
+  /// Waits until the server has begun to answer the greeting.
   bool Greeted() const {
-    std::string received;
-    for (char next = 0; received.size() < 9 && read(file, &next, 1) == 1;) received += next;
-    return received.size() == 9;
+    char first = 0;
+    return read(file, &first, 1) == 1;
   }
 
  private:
+  void Send(const std::string& bytes) const { send(file, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+
   const int file = socket(AF_UNIX, SOCK_STREAM, 0);
+};
+
+/// A server that occupies every thread on which gRPC 1.51 polls: whoever waits for the library then has to poll.
+class BusyServer {
+ public:
+  explicit BusyServer(const std::string& address) {
+    ::grpc::ServerBuilder builder;
+    builder.AddListeningPort(address, ::grpc::InsecureServerCredentials());
+    builder.RegisterCallbackGenericService(&service);
+    server = builder.BuildAndStart();
+    for (unsigned i = 0; i < pollers; ++i) {
+      callers.push_back(std::make_unique<test::Process>(
+          std::vector<std::string>{CORVALUX_LIVE_CLIENT, address, test::fastMethod, "read"}));
+    }
+  }
+  ~BusyServer() { Release(); }
+  BusyServer(const BusyServer&) = delete;
+  BusyServer& operator=(const BusyServer&) = delete;
+
+  bool OccupiesAll() {
+    return test::eventually([this] { return service.waiting == pollers; });
+  }
+
+  void Release() {
+    if (!service.released.exchange(true)) service.gate.set_value();
+  }
+
+ private:
+  struct Service : ::grpc::CallbackGenericService {
+    ::grpc::ServerGenericBidiReactor* CreateReactor(::grpc::GenericCallbackServerContext* context) override {
+      ++waiting;
+      opened.wait();
+      return CallbackGenericService::CreateReactor(context);
+    }
+
+    std::promise<void> gate;
+    std::shared_future<void> opened = gate.get_future().share();
+    std::atomic<unsigned> waiting = 0;
+    std::atomic<bool> released = false;
+  };
+
+  const unsigned pollers = std::clamp(std::thread::hardware_concurrency() / 2, 2U, 16U);
+  Service service;
+  std::unique_ptr<::grpc::Server> server;
+  std::vector<std::unique_ptr<test::Process>> callers;
 };
 
 class GracePeriod : public test::RecordedTest {
@@ -67,22 +125,35 @@ TEST_F(GracePeriod, EndsWithTheLastConnectionThatAnswers) {
 
 TEST_F(GracePeriod, IsGivenToAConnectionThatDoesNotAnswer) {
   StartModule();
-  const SilentClient silent(address);
-  ASSERT_TRUE(silent.Greeted());
+  const UnresponsiveClient client(address);
+  ASSERT_TRUE(client.Greeted());
   const auto time = TimedStop();
   EXPECT_GE(time, grace);
   EXPECT_LT(time, grace + slack);
 }
 
-TEST_F(GracePeriod, IsNotProlongedBySignals) {
+TEST_F(GracePeriod, IsNotProlongedBySignalsToTheThreadThatStops) {
   StartModule();
-  const SilentClient silent(address);
-  ASSERT_TRUE(silent.Greeted());
+  const UnresponsiveClient client(address);
+  ASSERT_TRUE(client.Greeted());
+  BusyServer busy(dir.UnixAddress("busy"));
+  ASSERT_TRUE(busy.OccupiesAll());
+  std::optional<std::chrono::steady_clock::time_point> over;
+  grpc.SetObserver([&](const std::string& call) {
+    if (call != "server cancels all calls") return;
+    over = std::chrono::steady_clock::now();
+    busy.Release();
+  });
+  sim::Ticker giveUp(5s, [&, first = true]() mutable {
+    if (!std::exchange(first, false)) busy.Release();
+  });
   const test::Signals signals(1ms);
   ASSERT_TRUE(test::eventually([&] { return signals.Count() > 10; }));
-  const auto time = TimedStop();
-  EXPECT_GE(time, grace);
-  EXPECT_LT(time, grace + slack);
+  const auto begin = std::chrono::steady_clock::now();
+  instance.Stop();
+  ASSERT_TRUE(over);
+  EXPECT_GE(*over - begin, grace);
+  EXPECT_LT(*over - begin, grace + slack);
   const int atTheEnd = signals.Count();
   EXPECT_TRUE(test::eventually([&] { return signals.Count() > atTheEnd + 10; })) << "signals are still blocked";
 }

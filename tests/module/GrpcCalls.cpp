@@ -172,6 +172,12 @@ void grpc_server_shutdown_and_notify(grpc_server* server, grpc_completion_queue*
   next(server, queue, tag);
 }
 
+void grpc_server_cancel_all_calls(grpc_server* server) {
+  static auto* const next = libraryFunction<void(grpc_server*)>("grpc_server_cancel_all_calls");
+  note("server cancels all calls");
+  next(server);
+}
+
 void grpc_server_destroy(grpc_server* server) {
   static auto* const next = libraryFunction<void(grpc_server*)>("grpc_server_destroy");
   note("server destroyed");
