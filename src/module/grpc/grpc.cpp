@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -79,29 +80,29 @@ Settings readSettings(KeyValueList config) {
   return settings;
 }
 
-/// The number that an environment variable's text begins with; `fallback` for no text, and for one that `reject`
-/// reports because it begins with no number.
-int32_t readEnvironment(const char* text, int32_t fallback, void (*reject)(const char* text)) {
-  if (!text) return fallback;
+/// The number that a text begins with; nothing if it begins with none.
+std::optional<int32_t> leadingNumber(const char* text) {
   char* end = nullptr;
   const long number = std::strtol(text, &end, 10);
-  if (end == text) {
-    reject(text);
-    return fallback;
-  }
-  return static_cast<int32_t>(number);
+  return end == text ? std::nullopt : std::optional(static_cast<int32_t>(number));
 }
 
 int32_t keepaliveWithoutCalls() {
-  return readEnvironment(std::getenv("CORVALUX_GRPC_KEEPALIVE_WITHOUT_CALLS"), 1, [](const char* text) {
-    CORVALUX_LOG(logWarning, "unsupported value for keepalive without calls: %s", text);
-  });
+  constexpr int32_t fallback = 1;
+  const char* text = std::getenv("CORVALUX_GRPC_KEEPALIVE_WITHOUT_CALLS");
+  if (!text) return fallback;
+  const auto number = leadingNumber(text);
+  if (!number) CORVALUX_LOG(logWarning, "unsupported value for keepalive without calls: %s", text);
+  return number.value_or(fallback);
 }
 
 int32_t minPingIntervalMs() {
-  return readEnvironment(std::getenv("CORVALUX_GRPC_MIN_PING_WITHOUT_DATA"), 5000, [](const char* text) {
-    CORVALUX_LOG(logWarning, "unsupported value for min ping without data: %s", text);
-  });
+  constexpr int32_t fallback = 5000;
+  const char* text = std::getenv("CORVALUX_GRPC_MIN_PING_WITHOUT_DATA");
+  if (!text) return fallback;
+  const auto number = leadingNumber(text);
+  if (!number) CORVALUX_LOG(logWarning, "unsupported value for min ping without data: %s", text);
+  return number.value_or(fallback);
 }
 
 }  // namespace
@@ -287,9 +288,8 @@ void setChannelArguments(::grpc::ServerBuilder& builder) {
       ::grpc::MakeChannelArgumentOption("grpc.http2.min_ping_interval_without_data_ms", minPingIntervalMs()));
 }
 
-/// Keeps the library initialised for as long as the process lives. Otherwise the end of the last server would shut the
-/// library down as well, on the host's thread. gRPC up to 1.51 forgets a connection that it accepts in the very moment
-/// in which its server stops, and to shut the library down would then wait 10 s for that connection, in vain.
+/// Keeps the library initialised for the process's lifetime: its shutdown, after the last server, can block the host's
+/// thread for 10 s when a connection arrives while that server stops (gRPC up to 1.51).
 void keepLibraryInitialised() {
   static const bool initialised = (grpc_init(), true);
   static_cast<void>(initialised);
@@ -416,9 +416,6 @@ void teardown(GrpcModuleState& state) {
   state.server.reset();
 }
 
-/// What "%s" prints of a record: it begins with the instance's name.
-const char* nameOf(const HostModuleRecord* record) { return reinterpret_cast<const char*>(record); }
-
 void freeState(HostModuleRecord* record) {
   auto* state = static_cast<GrpcModuleState*>(record->moduleSlot);
   if (state) teardown(*state);
@@ -429,7 +426,7 @@ void freeState(HostModuleRecord* record) {
 }  // namespace
 
 void stopCycle(HostModuleRecord* record) noexcept {
-  CORVALUX_LOG(logLifecycle, "%s(%s)", "stopCycle", nameOf(record));
+  CORVALUX_LOG(logLifecycle, "%s(%s)", "stopCycle", record->name);
   freeState(record);
 }
 
@@ -438,7 +435,7 @@ void stopCycle(HostModuleRecord* record) noexcept {
 namespace {
 
 int32_t start(HostModuleRecord* record, KeyValueList config) {
-  CORVALUX_LOG(logDetail, "%s(%s, %p)", "startCycle", nameOf(record), static_cast<const void*>(config));
+  CORVALUX_LOG(logDetail, "%s(%s, %p)", "startCycle", record->name, static_cast<const void*>(config));
   const Settings settings = readSettings(config);
   // The slot comes first and unseen: stop must find whatever a failed start leaves behind.
   auto* state = new GrpcModuleState;
