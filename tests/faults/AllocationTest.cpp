@@ -1,4 +1,4 @@
-// Start when memory runs out: each allocation that the module's own code makes fails once.
+// Start and stop when memory runs out: each allocation that the module's own code makes fails once.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -56,6 +56,23 @@ TEST_F(Allocation, AnyThatFailsDuringStartMakesStartFailAndNothingElse) {
   }
   EXPECT_GT(failed, 8);
   std::printf("ROW | allocation failed during start | %d of them |\n", failed);
+}
+
+TEST_F(Allocation, AnyThatFailsDuringStopLeavesTheStopWhole) {
+  int failed = 0;
+  for (bool all = false; !all; ++failed) {
+    ASSERT_LT(failed, 200);
+    StartModule();
+    log.Clear();
+    untilFailure = failed + 1;
+    instance.Stop();
+    all = untilFailure > 0;
+    untilFailure = 0;
+    EXPECT_EQ(instance.record.moduleSlot, nullptr);
+    EXPECT_EQ(log.Count(1, "destroying gRPC"), 2U);
+    EXPECT_EQ(engine.Registrations(), 0U);
+  }
+  EXPECT_GT(failed, 1);
 }
 
 }  // namespace

@@ -76,7 +76,7 @@ TEST_F(SlowLine, AClientWithASmallReceiveBufferGetsAllThatWasWrittenAndThenCance
   EXPECT_EQ(NewestOf(slow), counter);
 }
 
-constexpr int fastEnough = 4;  ///< Mbit/s on which a stop's grace period suffices for what the clients have not got yet
+constexpr int fastEnough = 5;  ///< Mbit/s on which a stop's grace period suffices for what the clients have not got yet
 
 /// How many stops: few in every test run, more with CORVALUX_TEST_ROUNDS.
 std::optional<int> askedFor() {
@@ -121,7 +121,7 @@ TEST_P(SlowLineAt, EveryStreamEndsWithCancelledAtStop) {
 }
 
 /// In every test run one speed; for the table, where the grace period ends.
-std::vector<int> speeds() { return askedFor() ? std::vector<int>{1, 2, 3, 4, 8, 16} : std::vector<int>{fastEnough}; }
+std::vector<int> speeds() { return askedFor() ? std::vector<int>{1, 2, 3, 4, 5, 6, 8} : std::vector<int>{fastEnough}; }
 
 INSTANTIATE_TEST_SUITE_P(MegabitsASecond, SlowLineAt, testing::ValuesIn(speeds()), testing::PrintToStringParamName());
 

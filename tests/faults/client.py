@@ -174,6 +174,18 @@ def stall(address, seconds):
     hangup.poll(seconds * 1000)
 
 
+def stall_wide(address, seconds):
+    """Grants all that HTTP/2 allows and reads nothing: what stops the server is a full socket."""
+    connection = Connection(address, struct.pack(">HI", INITIAL_WINDOW_SIZE, 0x7FFFFFFF))
+    connection.send(window(0, 0x7FFFFFFF - 65535))
+    connection.subscribe(FAST)
+    connection.subscribe(CHANGES)
+    ready()
+    hangup = select.poll()
+    hangup.register(connection.socket, select.POLLRDHUP)
+    hangup.poll(seconds * 1000)
+
+
 def tiny_window(address, seconds):
     connection = Connection(address, struct.pack(">HI", INITIAL_WINDOW_SIZE, 1))
     stream = connection.subscribe()

@@ -132,7 +132,7 @@ TEST_F(GracePeriod, IsGivenToAConnectionThatDoesNotAnswer) {
   EXPECT_LT(time, grace + slack);
 }
 
-TEST_F(GracePeriod, IsNotProlongedBySignalsToTheThreadThatStops) {
+TEST_F(GracePeriod, IsNotProlongedBySignals) {
   StartModule();
   const UnresponsiveClient client(address);
   ASSERT_TRUE(client.Greeted());

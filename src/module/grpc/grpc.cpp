@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <future>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -369,6 +370,7 @@ bool registerCallbacks(const HostModuleRecord& record, GrpcModuleState& state) {
 namespace {
 
 constexpr int64_t graceMs = 950;
+constexpr auto shutdownLimit = 1000ms;
 
 /// Blocks asynchronous signals on this thread for its lifetime: gRPC 1.51 starts a wait with a deadline again at each
 /// signal that the waiting thread handles. Signals that a fault raises are left alone.
@@ -388,38 +390,57 @@ class SignalsBlocked {
   sigset_t previous{};
 };
 
-/// Closes the connections: each client that answers within the grace period first receives all that was written to it,
-/// its final status included. Returns as soon as the last one has, and cancels whatever is left when the time is up.
-/// The deadline is monotonic, because the device's clock may be set meanwhile.
-void shutDown(::grpc::Server& server, int64_t millisecondsOfGrace) {
-  const SignalsBlocked blocked;
-  const gpr_timespec grace = gpr_time_from_millis(millisecondsOfGrace, GPR_TIMESPAN);
-  server.Shutdown(gpr_time_add(gpr_now(GPR_CLOCK_MONOTONIC), grace));
+/// Closes the connections: each client that answers by the deadline first receives all that was written to it, its
+/// final status included. The rest is cancelled then. Returns the state when that is done. A client that does not read
+/// can keep the library from it for as long as it likes: a write that has begun must end before its connection is
+/// closed. So it is done on a thread of its own, which gets the state if it takes more than a second, and nothing is
+/// returned.
+std::unique_ptr<GrpcModuleState> shutDown(std::unique_ptr<GrpcModuleState> state, gpr_timespec deadline) {
+  const SignalsBlocked blocked;  // for this thread and the new one
+  try {
+    std::promise<std::unique_ptr<GrpcModuleState>> promise;
+    auto result = promise.get_future();
+    std::thread thread([owned = state.get(), promise = std::move(promise), deadline]() mutable {
+      owned->server->Shutdown(deadline);
+      promise.set_value(std::unique_ptr<GrpcModuleState>(owned));
+    });
+    static_cast<void>(state.release());
+    if (result.wait_for(shutdownLimit) != std::future_status::ready) {
+      thread.detach();
+      return nullptr;
+    }
+    thread.join();
+    return result.get();
+  } catch (const std::exception&) {  // there is no further thread to be had
+    state->server->Shutdown(deadline);
+    return state;
+  }
 }
 
 /// Undoes a start, however far it came. Engine first, then clients, then server: each step needs what follows it.
-void teardown(GrpcModuleState& state) {
-  removeMeterCallback(state.slowEngine, state.slowRegistration);
-  removeMeterCallback(state.fastEngine, state.fastRegistration);
-  removeChangeCallback(state.changeEngine, state.changeRegistration);
-  if (state.server) {
+void teardown(std::unique_ptr<GrpcModuleState> state) {
+  removeMeterCallback(state->slowEngine, state->slowRegistration);
+  removeMeterCallback(state->fastEngine, state->fastRegistration);
+  removeChangeCallback(state->changeEngine, state->changeRegistration);
+  if (state->server) {
     // A client that does not read keeps its stream open. Then there is no grace period: the others have had the time of
     // the wait. The server ends while router and publishers exist, because the last reactions of cancelled streams call
-    // them, and new calls reach the router as long as the server runs.
-    const bool allEnded = state.router->CloseStreams();
-    shutDown(*state.server, allEnded ? graceMs : 0);
+    // them, and new calls reach the router as long as the server runs. The clock is monotonic, because the device's own
+    // may be set meanwhile.
+    const auto grace = gpr_time_from_millis(state->router->CloseStreams() ? graceMs : 0, GPR_TIMESPAN);
+    state = shutDown(std::move(state), gpr_time_add(gpr_now(GPR_CLOCK_MONOTONIC), grace));
+    if (!state) return;
   }
-  state.router.reset();
-  state.changePublisher.reset();
-  state.slowPublisher.reset();
-  state.fastPublisher.reset();
-  state.server.reset();
+  state->router.reset();
+  state->changePublisher.reset();
+  state->slowPublisher.reset();
+  state->fastPublisher.reset();
+  state->server.reset();
 }
 
 void freeState(HostModuleRecord* record) {
-  auto* state = static_cast<GrpcModuleState*>(record->moduleSlot);
-  if (state) teardown(*state);
-  delete state;
+  std::unique_ptr<GrpcModuleState> state(static_cast<GrpcModuleState*>(record->moduleSlot));
+  if (state) teardown(std::move(state));
   record->moduleSlot = nullptr;
 }
 
