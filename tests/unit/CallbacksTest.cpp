@@ -10,8 +10,8 @@
 #include "engine/HostList.h"
 #include "engine/Misuse.h"
 #include "module/grpc/grpc.h"
+#include "support/HeapUse.h"
 #include "unit/Call.h"
-#include "unit/HeapUse.h"
 #include "unit/Hex.h"
 #include "unit/LoggedTest.h"
 
