@@ -14,6 +14,14 @@
 ///   - a meter callback is never run twice at a time for one registration (fast and slow may overlap, and so may
 ///     change callbacks, even with themselves);
 ///   - removing a callback returns only when no call of it is running any more: the module frees `user` right after.
+///
+/// Exceptions. startCycle and stopCycle raise none. A callback, and the visitor that it hands to
+/// corvalux_keyValueListForEach, raise a C++ exception when memory runs out or a mutex cannot be locked; that event is
+/// lost. An engine in C++ catches it around its call of the callback. An engine in C cannot: unless a C++ caller above
+/// it catches, the exception ends the process (std::terminate). To survive it, such an engine calls callbacks through a
+/// function in C++ that catches. Its own functions in between do not run to their end then: corvalux_keyValueListForEach
+/// must hold no lock while it calls the visitor, and needs unwind tables (the default of GCC and Clang on 64-bit Linux;
+/// -fexceptions asks for them), else the process ends there, too.
 #ifndef CORVALUX_HOST_H
 #define CORVALUX_HOST_H
 
@@ -117,7 +125,9 @@ void corvalux_log(int32_t level, const char* file, int32_t line, int32_t flag, c
 /// [host-thread] Returns 0 and stores the value when `key` holds an integer; else non-zero, `*out` untouched.
 int32_t corvalux_keyValueListGetI(KeyValueList list, const char* key, int32_t* out);
 
-/// [host-thread] Returns 0 and stores a host-owned text, valid as long as the list; else non-zero, `*out` untouched.
+/// [host-thread] Returns 0 and stores a host-owned text; else non-zero, `*out` untouched. The module copies the text
+/// before it builds the server, but after it has read all other keys: until then the text must stay valid. The end of
+/// startCycle is always late enough.
 int32_t corvalux_keyValueListGetS(KeyValueList list, const char* key, const char** out);
 
 /// [engine-thread] Calls `visitor` for each entry in the list's order, on the calling thread. The result means nothing.

@@ -2,12 +2,15 @@
 #include <gmock/gmock.h>
 
 #include <new>
+#include <ostream>
 #include <stdexcept>
 
+#include "module/Journal.h"
 #include "module/RecordedTest.h"
 
 namespace {
 
+using test::Texts;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -70,5 +73,51 @@ TEST_F(Exceptions, LeaveAStateThatASecondStartDoesNotLookAt) {
   instance.Stop();
   instance.record.moduleSlot = first;  // else it leaks
 }
+
+// ---- Once the server runs ----
+
+struct Raised {
+  int nth;  // registration
+  Texts kept;
+  Texts removed;
+};
+
+void PrintTo(const Raised& raised, std::ostream* out) { *out << raised.nth; }
+
+class ExceptionsAtARegistration : public test::RecordedTest, public testing::WithParamInterface<Raised> {
+ protected:
+  void SetUp() override {
+    engine.RaiseInRegistration(GetParam().nth, [] { throw std::runtime_error("no memory"); });
+    ASSERT_EQ(StartWith({}), -1);
+  }
+};
+
+TEST_P(ExceptionsAtARegistration, KeepTheStateTheServerAndWhatWasRegistered) {
+  EXPECT_EQ(log.Texts().back(), "1 C++ exception in grpc: no memory");
+  EXPECT_EQ(log.Count(4, ""), 0U);
+  EXPECT_NE(Slot(), nullptr);
+  EXPECT_TRUE(Listening());
+  EXPECT_EQ(engine.Calls(), GetParam().kept);
+  EXPECT_EQ(engine.Registrations(), GetParam().kept.size() - 1);
+}
+
+TEST_P(ExceptionsAtARegistration, AreClearedByStop) {
+  test::Journal journal(engine, grpc);
+  instance.Stop();
+  Texts expected = {"2 stopCycle(grpc)"};
+  expected.insert(expected.end(), GetParam().removed.begin(), GetParam().removed.end());
+  expected.insert(expected.end(), {"server shuts down", "1 destroying gRPC Notifications service",
+                                   "1 destroying gRPC Meters service", "server destroyed"});
+  EXPECT_EQ(journal.Entries(), expected);
+  EXPECT_EQ(Slot(), nullptr);
+  EXPECT_FALSE(Listening());
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTheNth, ExceptionsAtARegistration,
+                         testing::Values(Raised{1, {"refuse meterFast"}, {}},
+                                         Raised{2, {"add meterFast", "refuse meterSlow"}, {"remove meterFast"}},
+                                         Raised{3,
+                                                {"add meterFast", "add meterSlow", "refuse changes"},
+                                                {"remove meterSlow", "remove meterFast"}}));
 
 }  // namespace

@@ -123,6 +123,16 @@ TEST_F(GracePeriod, EndsWithTheLastConnectionThatAnswers) {
   EXPECT_EQ(client.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
 }
 
+TEST_F(GracePeriod, IsADeadlineOfTheMonotonicClock) {
+  StartModule();
+  instance.Stop();
+  const auto wait = grpc.LastShutdown();
+  ASSERT_TRUE(wait);
+  EXPECT_EQ(wait->clock, GPR_CLOCK_MONOTONIC);
+  EXPECT_LE(wait->left, grace);
+  EXPECT_GT(wait->left, grace - slack);
+}
+
 TEST_F(GracePeriod, IsGivenToAConnectionThatDoesNotAnswer) {
   StartModule();
   const UnresponsiveClient client(address);

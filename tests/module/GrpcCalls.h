@@ -1,14 +1,25 @@
 #pragma once
 
+#include <grpc/support/time.h>
+
+#include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace test {
 
+/// How long the library is to wait for a server that it shuts down.
+struct ShutdownWait {
+  gpr_clock_type clock;                ///< of the deadline
+  std::chrono::duration<double> left;  ///< to the deadline when the wait begins; none or less: the deadline has passed
+};
+
 /// Records what the module asks of the gRPC library, and passes it on. The program defines these functions of the
-/// library itself, and so comes first when the loader binds the module. One at a time in a process.
+/// library itself (GrpcFunctions.cpp), and so comes first when the loader binds the module. One at a time in a process.
 /// Threads: made and used on the host's thread, before a start and after it.
 class GrpcCalls {
  public:
@@ -32,8 +43,18 @@ class GrpcCalls {
   /// Told of each call, on the thread that makes it.
   void SetObserver(std::function<void(const std::string&)> observer);
 
+  /// The wait of the shutdown that came last, if there was one.
+  std::optional<ShutdownWait> LastShutdown() const;
+
   /// How often a thread slept for exactly 50 ms.
   static std::size_t Naps();
+
+  // What the recorded functions report, on any thread.
+  static void Note(const std::string& call);
+  static void NoteShutdownWait(const ShutdownWait& wait);
+  static void NoteSleep(const timespec& time);
+  /// Where to listen when the module asks for `asked`.
+  static std::string ListeningAddress(const std::string& asked);
 };
 
 }  // namespace test

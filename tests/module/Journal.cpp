@@ -1,8 +1,15 @@
 #include "module/Journal.h"
 
 #include "engine/Log.h"
+#include "support/HeapUse.h"
 
 namespace test {
+
+namespace {
+
+Journal* watching = nullptr;
+
+}  // namespace
 
 Journal::Journal(const sim::Engine& engine, GrpcCalls& grpc) : engine(engine), grpc(grpc) {
   seen = engine.Calls().size();
@@ -13,6 +20,19 @@ Journal::Journal(const sim::Engine& engine, GrpcCalls& grpc) : engine(engine), g
 Journal::~Journal() {
   sim::setLogSink({});
   grpc.SetObserver({});
+  setOnGiven(nullptr);
+}
+
+void Journal::Watch(const void* block, const std::string& name) {
+  watched.emplace_back(block, name);
+  watching = this;
+  setOnGiven([](const void* given) {
+    for (auto& [place, nameOfIt] : watching->watched) {
+      if (place != given) continue;
+      place = nullptr;  // from now on the block is somebody else's
+      watching->Add(nameOfIt + " freed");
+    }
+  });
 }
 
 void Journal::Add(const std::string& entry) {

@@ -2,6 +2,7 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/Engine.h"
@@ -10,13 +11,17 @@
 namespace test {
 
 /// One sequence of all that can be seen of a module: its log lines ("LEVEL text"), what it asks of the engine, and
-/// what it asks of the gRPC library. Takes the log for itself while it lives. Thread-safe.
+/// what it asks of the gRPC library; and of what it frees, if that is watched. Takes the log for itself while it lives.
+/// Thread-safe, but for Watch.
 class Journal {
  public:
   Journal(const sim::Engine& engine, GrpcCalls& grpc);
   ~Journal();
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
+
+  /// Adds an entry "NAME freed" when this thread gives the block back to the heap. One journal at a time may watch.
+  void Watch(const void* block, const std::string& name);
 
   /// The entries since this was made, or since the last Clear.
   std::vector<std::string> Entries();
@@ -31,6 +36,7 @@ class Journal {
   std::mutex mutex;
   std::size_t seen = 0;              // guarded by mutex; of the engine's calls
   std::vector<std::string> entries;  // guarded by mutex
+  std::vector<std::pair<const void*, std::string>> watched;
 };
 
 }  // namespace test

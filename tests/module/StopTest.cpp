@@ -93,6 +93,18 @@ TEST_F(Stop, LooksEveryFiftyMillisecondsForItsStreams) {
   EXPECT_LE(test::GrpcCalls::Naps(), 41U);
 }
 
+TEST_F(Stop, LeavesAServerWithStreamsNoTimeToEndThem) {
+  ASSERT_EQ(StartWith({{"grpc_memory_kb", 1 << 20}}), 0);
+  const StreamClient stalled(address, test::fastMethod, /*read=*/false);
+  ASSERT_TRUE(Stuck());
+  instance.Stop();
+  const auto wait = grpc.LastShutdown();
+  ASSERT_TRUE(wait);
+  EXPECT_EQ(wait->clock, GPR_CLOCK_MONOTONIC);
+  EXPECT_LE(wait->left, 0s);
+  EXPECT_GT(wait->left, -1s) << "the deadline is not that moment's";
+}
+
 TEST_F(Stop, SleepsOnAfterASignal) {
   ASSERT_EQ(StartWith({{"grpc_memory_kb", 1 << 20}}), 0);
   const StreamClient stalled(address, test::fastMethod, /*read=*/false);

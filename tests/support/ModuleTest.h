@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
 
@@ -11,20 +10,10 @@
 #include "engine/LoadedModule.h"
 #include "engine/Misuse.h"
 #include "support/CapturedLog.h"
-#include "support/Deadline.h"
+#include "support/Eventually.h"
 #include "support/TempDir.h"
 
 namespace test {
-
-/// Waits until `condition` holds, looking again and again; false when it does not in time.
-inline bool eventually(const std::function<bool()>& condition, std::chrono::nanoseconds limit = patience) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 /// The built module in a simulated engine. Fails when the module misuses the host's interface.
 class ModuleTest : public testing::Test {

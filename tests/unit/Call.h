@@ -17,6 +17,10 @@ class TestOwner final : public corvalux::grpc::ReactorOwnerGeneric<T> {
   using Base = corvalux::grpc::ReactorOwnerGeneric<T>;
   using Base::CreateStream;
 
+  ~TestOwner() override {
+    if (onDestruction) onDestruction();
+  }
+
   void ReactorDone(corvalux::grpc::WriterReactorGeneric<T>* reactor) override {
     if (onReactorDone) onReactorDone(reactor);
     Base::ReactorDone(reactor);
@@ -24,6 +28,8 @@ class TestOwner final : public corvalux::grpc::ReactorOwnerGeneric<T> {
 
   /// Runs first in each ReactorDone. Set before the first call.
   std::function<void(const corvalux::grpc::WriterReactorGeneric<T>*)> onReactorDone;
+  /// Runs when it is destroyed.
+  std::function<void()> onDestruction;
 };
 
 /// One client's call: the module's reactor and the library's side of it.

@@ -10,8 +10,8 @@
 #include "engine/HostList.h"
 #include "engine/Misuse.h"
 #include "module/grpc/grpc.h"
+#include "support/HeapUse.h"
 #include "unit/Call.h"
-#include "unit/HeapUse.h"
 #include "unit/Hex.h"
 #include "unit/LoggedTest.h"
 
@@ -58,13 +58,14 @@ class Callbacks : public test::LoggedTest {
     return keys;
   }
 
-  /// How often an update of the fast meters allocates.
-  std::size_t AllocationsOf(const sim::KeyValues& values) {
+  /// What an update of the fast meters takes from the heap and gives back.
+  test::HeapUse HeapUseOf(const sim::KeyValues& values) {
     const sim::HostList list(values);
     const sim::EngineCall call;
-    const std::size_t before = test::heapUse().taken;
+    const test::HeapUse before = test::heapUse();
     corvalux::grpc::meterFastCallback(list.Handle(), &state);
-    return test::heapUse().taken - before;
+    const test::HeapUse after = test::heapUse();
+    return {after.taken - before.taken, after.given - before.given};
   }
 
   /// Emits a list, whose message the client writes at once.
@@ -144,6 +145,28 @@ TEST_F(Callbacks, ShorterMeterListRemovesTheSurplus) {
   EXPECT_EQ(state.fastMeter.entries_size(), 1);
 }
 
+TEST_F(Callbacks, SurplusEntriesAreFreedNotKeptForReuse) {
+  constexpr std::size_t surplus = 100;
+  const Call fast(SubscribeFast());
+  HeapUseOf(sim::KeyValues(1 + surplus, {"a", 1U}));
+  const test::HeapUse use = HeapUseOf({{"a", 1U}});
+  EXPECT_GE(use.given, 2 * surplus) << "an entry, and its value";
+  EXPECT_LT(use.taken, surplus);
+}
+
+TEST_F(Callbacks, ResultOfAWalkMeansNothing) {
+  engine.SetWalkResult(1);
+  Call fast(SubscribeFast());
+  Call slow(SubscribeSlow());
+  Call changes(SubscribeChanges());
+  EmitTo(fast, Event::meterFast, {{"a", 1U}, {"b", 2U}});
+  EmitTo(slow, Event::meterSlow, {{"c", 3U}, {"d", 4U}});
+  EmitTo(changes, Event::changes, {{"e", 5U}, {"f", 6U}});
+  EXPECT_THAT(LastKeys(fast), ElementsAre("a", "b"));
+  EXPECT_THAT(LastKeys(slow), ElementsAre("c", "d"));
+  EXPECT_THAT(LastKeys(changes), ElementsAre("e", "f"));
+}
+
 TEST_F(Callbacks, LongerMeterListAppends) {
   Call fast(SubscribeFast());
   EmitTo(fast, Event::meterFast, {{"a", 1U}});
@@ -155,8 +178,8 @@ TEST_F(Callbacks, MeterMessageIsKeptForTheNextUpdate) {
   constexpr std::size_t arrays = 100;
   const Call fast(SubscribeFast());
   const auto update = [](float level) { return sim::KeyValues(arrays, {"a", std::vector<float>(8, level)}); };
-  EXPECT_GT(AllocationsOf(update(0.5F)), 2 * arrays) << "an array's message, and its numbers";
-  EXPECT_LT(AllocationsOf(update(1.5F)), arrays / 10) << "what is left is for the serialised message";
+  EXPECT_GT(HeapUseOf(update(0.5F)).taken, 2 * arrays) << "an array's message, and its numbers";
+  EXPECT_LT(HeapUseOf(update(1.5F)).taken, arrays / 10) << "what is left is for the serialised message";
 }
 
 TEST_F(Callbacks, UnknownMeterKindKeepsTheValueBefore) {

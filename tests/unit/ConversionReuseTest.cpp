@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "module/grpc/PublisherGeneric.h"
+#include "support/HeapUse.h"
 #include "unit/ConversionFixture.h"
-#include "unit/HeapUse.h"
 #include "unit/Hex.h"
 
 namespace {

@@ -177,6 +177,22 @@ TEST_F(ReactorEnd, DoneFreesTheMessageInFlight) {
   EXPECT_TRUE(message.expired());
 }
 
+TEST_F(ReactorEnd, FreesWhatIsQueuedThenItsOwnerThenTheMessageInFlight) {
+  const auto inFlight = Write("in flight");
+  const auto pending = Write("pending");
+  bool queueFreed = false;
+  bool inFlightKept = false;
+  owner->onDestruction = [&] {
+    queueFreed = pending.expired();
+    inFlightKept = !inFlight.expired();
+  };
+  owner.reset();
+  stream.Done();
+  EXPECT_TRUE(queueFreed);
+  EXPECT_TRUE(inFlightKept);
+  EXPECT_TRUE(inFlight.expired());
+}
+
 TEST_F(ReactorEnd, KeepsItsOwnerUntilItIsFreed) {
   const std::weak_ptr<void> watch = owner;
   owner.reset();

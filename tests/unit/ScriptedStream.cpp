@@ -79,6 +79,7 @@ void ScriptedStream::Write(const ::grpc::ByteBuffer* message, ::grpc::WriteOptio
 }
 
 void ScriptedStream::Finish(::grpc::Status status) {
+  if (onFinish) onFinish();
   const std::lock_guard lock(mutex);
   finishes.push_back(std::move(status));
   changed.notify_all();

@@ -16,7 +16,7 @@ namespace test {
 
 /// The library's side of one call: keeps what the reactor asks for, and tells the reactor what the test says, in any
 /// order. A second write while one is outstanding, and a write after the end, fail the test.
-/// Threads: thread-safe, but for construction, Bind, Done and SetOnWrite.
+/// Threads: thread-safe, but for construction, Bind, Done, SetOnWrite and SetOnFinish.
 /// Ownership: a reactor is freed by its OnDone alone, so a call that the test has not ended is ended at last.
 class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
  public:
@@ -52,6 +52,9 @@ class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::B
   /// Runs within each Write of the reactor, first of all; what it throws, Write throws.
   void SetOnWrite(std::function<void()> action) { onWrite = std::move(action); }
 
+  /// Runs within each Finish of the reactor, first of all.
+  void SetOnFinish(std::function<void()> action) { onFinish = std::move(action); }
+
   // What the reactor calls.
   void Write(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions options) override;
   void Finish(::grpc::Status status) override;
@@ -67,6 +70,7 @@ class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::B
 
   ::grpc::ServerGenericBidiReactor* bidi;  // null when done
   std::function<void()> onWrite;
+  std::function<void()> onFinish;
   mutable std::mutex mutex;
   mutable std::condition_variable changed;
   bool writing = false;                  // guarded by mutex

@@ -115,7 +115,7 @@ void CorvaluxEngine::Emit(Event event, const sim::KeyValues& values) {
 }
 
 void CorvaluxEngine::Deliver(Registration& registration, const sim::KeyValues& values) {
-  const sim::HostList list(values, visitObserver);
+  const sim::HostList list(values, visitObserver, walkResult);
   const sim::EngineCall call;
   const auto begin = std::chrono::steady_clock::now();
   registration.callback(list.Handle(), registration.user);
@@ -123,9 +123,12 @@ void CorvaluxEngine::Deliver(Registration& registration, const sim::KeyValues& v
   if (callObserver) callObserver(registration.event, std::chrono::steady_clock::now() - begin);
 }
 
-void CorvaluxEngine::RefuseRegistration(int nth) {
+void CorvaluxEngine::RefuseRegistration(int nth) { RaiseInRegistration(nth, {}); }
+
+void CorvaluxEngine::RaiseInRegistration(int nth, std::function<void()> raise) {
   const std::lock_guard lock(mutex);
   untilRefusal = nth;
+  raiseForRefusal = std::move(raise);
 }
 
 std::vector<std::string> CorvaluxEngine::Calls() const {
@@ -157,6 +160,7 @@ CallbackHandle CorvaluxEngine::Enlist(Event event, EngineCallback callback, void
   const std::lock_guard lock(mutex);
   const bool refuse = untilRefusal > 0 && --untilRefusal == 0;
   calls.push_back(std::string(refuse ? "refuse " : "add ") + nameOf(event));
+  if (refuse && raiseForRefusal) raiseForRefusal();
   if (refuse) return nullptr;
   return registrations.emplace_back(std::make_shared<Registration>(event, callback, user)).get();
 }

@@ -42,6 +42,9 @@ struct CorvaluxEngine {
   /// Makes the `nth` registration from now fail (1 is the next one).
   void RefuseRegistration(int nth);
 
+  /// Makes the `nth` registration from now raise what `raise` throws; nothing is registered then.
+  void RaiseInRegistration(int nth, std::function<void()> raise);
+
   /// What the module asked for so far, in order: "add meterFast", "remove changes", "refuse meterSlow", ...
   std::vector<std::string> Calls() const;
 
@@ -64,6 +67,9 @@ struct CorvaluxEngine {
   /// event.
   void SetVisitObserver(std::function<void()> observer) { visitObserver = std::move(observer); }
 
+  /// What every walk over a list returns from now on; 0 at first. Set before the first event.
+  void SetWalkResult(int32_t result) { walkResult = result; }
+
   /// Set before the first event.
   void SetCallObserver(sim::CallObserver observer) { callObserver = std::move(observer); }
 
@@ -82,9 +88,11 @@ struct CorvaluxEngine {
   std::vector<std::shared_ptr<sim::Registration>> removed;        // guarded by mutex; kept: handles stay unique
   std::vector<std::string> calls;                                 // guarded by mutex
   int untilRefusal = 0;                                           // guarded by mutex; 0: none refused
+  std::function<void()> raiseForRefusal;                          // guarded by mutex; empty: null is the answer
   std::atomic<std::size_t> visits = 0;
   std::function<void(sim::Event, const void*)> registrationObserver;
   std::function<void()> visitObserver;
+  int32_t walkResult = 0;
   sim::CallObserver callObserver;
 };
 

@@ -62,7 +62,7 @@ int32_t corvalux_keyValueListForEach(KeyValueList list, KeyValueVisitor visitor,
     if (std::memcmp(seen, kept, sizeof entry) != 0) sim::reportMisuse("visitor wrote to an entry");
     std::memset(seen, 0xDD, sizeof visible);
   }
-  return 0;
+  return list->walkResult;
 }
 
 CallbackHandle corvalux_engine_addCallbackMeterManager(EngineHandle handle, int32_t fast, EngineCallback callback,

@@ -22,8 +22,9 @@ bool isLive(KeyValueList list) {
   return liveLists.contains(list);
 }
 
-HostList::HostList(const KeyValues& values, std::function<void()> onVisit) {
+HostList::HostList(const KeyValues& values, std::function<void()> onVisit, int32_t walkResult) {
   list.onVisit = std::move(onVisit);
+  list.walkResult = walkResult;
   list.entries.reserve(values.size());
   for (const NamedValue& named : values) list.entries.push_back(MakeEntry(named));
   const std::lock_guard lock(liveMutex);

@@ -12,6 +12,7 @@
 struct CorvaluxKeyValueList {
   std::vector<KeyValueEntry> entries;
   std::function<void()> onVisit;   ///< runs before a walk hands out an entry; may be empty
+  int32_t walkResult = 0;          ///< what a walk over all entries returns
   mutable std::size_t visits = 0;  ///< entries that a walk has handed out so far
 };
 
@@ -22,7 +23,7 @@ namespace sim {
 /// Threads: made, used and destroyed on one thread.
 class HostList {
  public:
-  explicit HostList(const KeyValues& values, std::function<void()> onVisit = {});
+  explicit HostList(const KeyValues& values, std::function<void()> onVisit = {}, int32_t walkResult = 0);
   ~HostList();
   HostList(const HostList&) = delete;
   HostList& operator=(const HostList&) = delete;

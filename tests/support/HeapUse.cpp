@@ -1,16 +1,20 @@
 // Replaces the program's operator new and delete, also for the libraries that it uses.
-#include "unit/HeapUse.h"
+#include "support/HeapUse.h"
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 thread_local test::HeapUse use;
+thread_local void (*observer)(const void* block) = nullptr;
 
 }  // namespace
 
 test::HeapUse test::heapUse() { return use; }
+
+void test::setOnGiven(void (*onGiven)(const void* block)) { observer = onGiven; }
 
 void* operator new(std::size_t size) {
   ++use.taken;
@@ -21,6 +25,10 @@ void* operator new(std::size_t size) {
 void operator delete(void* memory) noexcept {
   if (!memory) return;
   ++use.given;
+  if (auto* const call = std::exchange(observer, nullptr)) {
+    call(memory);
+    observer = call;
+  }
   std::free(memory);
 }
 

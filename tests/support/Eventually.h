@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#include "support/Deadline.h"
+
+namespace test {
+
+/// Waits until `condition` holds, looking again and again; false when it does not in time.
+inline bool eventually(const std::function<bool()>& condition, std::chrono::nanoseconds limit = patience) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+}  // namespace test
