@@ -28,6 +28,7 @@ constexpr std::chrono::milliseconds cadence{20};
 
 std::unique_ptr<bench::Subject> start(const std::string& kind, sim::Engine& engine, uint16_t port) {
   if (kind == "module") return bench::startModule(engine, port);
+  if (kind == "earlier") return bench::startEarlier(engine, port);
   if (kind == "minimal") return bench::startMinimal(engine, port);
   if (kind == "ordinary") return bench::startOrdinary(engine, port);
   if (kind == "floor") return bench::startFloor(engine, port);
