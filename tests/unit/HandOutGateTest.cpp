@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <deque>
 #include <future>
 #include <optional>
 #include <thread>
@@ -47,6 +48,18 @@ TEST_F(Gate, WaitEndsThoughTheNextHandOutBeginsAtOnce) {
   EXPECT_TRUE(completion.Waits());
   handOut.emplace(gate);
   EXPECT_TRUE(completion.Passes());
+}
+
+TEST_F(Gate, NoMoreThreadsWaitThanThePoolOfTheLibraryCanSpare) {
+  std::optional<HandOutGate::HandOut> handOut(gate);
+  std::deque<Completion> waiting;
+  for (uint32_t i = 0; i < HandOutGate::MostWaiting(); ++i) {
+    waiting.emplace_back([this] { gate.Wait(); });
+    EXPECT_TRUE(waiting.back().Waits());
+  }
+  EXPECT_TRUE(Arrival().Passes());
+  handOut.reset();
+  for (auto& each : waiting) EXPECT_TRUE(each.Passes());
 }
 
 TEST_F(Gate, ThreadThatHandsOutDoesNotWaitForItself) {
