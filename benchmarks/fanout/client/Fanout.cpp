@@ -202,6 +202,8 @@ int run(int argc, char** argv) {
   bool quick = false;
   bool instructions = false;
   std::string earlier;
+  bool realTime = false;
+  std::size_t busy = 0;
   CLI::App app("Measures the module beside other servers; see scripts/benchmark.");
   app.add_option("--folder", folder, "where figures and logs go")->required()->check(CLI::ExistingDirectory);
   app.add_option("--rounds", plan.rounds, "how often all is measured")->check(CLI::PositiveNumber);
@@ -216,6 +218,8 @@ int run(int argc, char** argv) {
   app.add_option("--loads", plan.loads, "which loads, instead of all")->check(CLI::IsMember(plan.loads));
   app.add_option("--paced-events", plan.pacedEvents, "how many paced events a measurement has")
       ->check(CLI::PositiveNumber);
+  app.add_flag("--real-time", realTime, "the engine's thread has a real-time priority");
+  app.add_option("--busy", busy, "so many processes do nothing but use CPU");
   app.add_flag("--paced-only", plan.pacedOnly, "leave the closed loop out");
   app.add_flag("--quick", quick, "one short round, to see that all works");
   app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
@@ -227,6 +231,10 @@ int run(int argc, char** argv) {
     plan.closedMs = 20;
     plan.pacedEvents = 5;
   }
+  if (realTime) setenv(bench::realTime, "1", 1);
+  std::vector<std::unique_ptr<bench::Process>> load;
+  const std::vector<std::string> spin = {"sh", "-c", "while :; do :; done"};
+  while (load.size() < busy) load.push_back(std::make_unique<bench::Process>(spin));
   if (instructions) {
     countInstructions(plan, folder);
   } else {
