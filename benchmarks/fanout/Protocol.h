@@ -23,8 +23,8 @@ constexpr char done = 'D';
 constexpr int commandDescriptor = 3;
 constexpr int timelineDescriptor = 4;
 
-/// Variables of the environment. The first names another build of the module, for the server "earlier"; if the second is
-/// set, the engine's thread is a real-time one.
+/// Variables of the environment. The first names another build of the module, for the server "earlier"; if the second
+/// is set, the engine's thread is a real-time one.
 constexpr auto earlierModule = "CORVALUX_BENCH_EARLIER";
 constexpr auto realTime = "CORVALUX_BENCH_REALTIME";
 

@@ -171,10 +171,8 @@ void measureCancel(Scene& scene, int repeats) {
     if (watch) probe.Close();
     watch.reset();
     probe.Open("/corvalux.grpc.Notifications/GetNotifications");
-    scene.Emit(sim::Event::changes);
-    std::this_thread::sleep_for(20ms);
-    scene.Emit(sim::Event::changes);
-    probe.Read();
+    do scene.Emit(sim::Event::changes);
+    while (!probe.Read(20ms));
     watch = std::make_unique<Watch>("OnCancel invoked");
   };
   const auto cancel = [&] { probe.Cancel(), watch->Await(); };
@@ -185,8 +183,12 @@ void measureCancel(Scene& scene, int repeats) {
 void measureSlowStream(Scene& scene, int repeats) {
   bench::Probe probe(scene.port);
   probe.Open("/corvalux.grpc.Meters/GetMetersSlow");
-  std::this_thread::sleep_for(200ms);  // subscribed
-  measure(scene, "event on the slow stream", repeats, [&] { scene.Emit(sim::Event::meterSlow), probe.Read(); });
+  do scene.Emit(sim::Event::meterSlow);
+  while (!probe.Read(20ms));
+  measure(scene, "event on the slow stream", repeats, [&] {
+    scene.Emit(sim::Event::meterSlow);
+    if (!probe.Read(20s)) throw std::runtime_error("a slow event does not come");
+  });
   probe.Cancel();
   probe.Close();
 }
@@ -204,8 +206,11 @@ void run(const char* file, std::size_t clients, int repeats) {
   measureCancel(scene, repeats);
   measureSlowStream(scene, repeats);
   bool restart = false;
-  measure(scene, "stop", std::max(1, repeats / 10), [&] { scene.Stop(); },
-          [&] { if (std::exchange(restart, true)) scene.Restart(); });
+  measure(
+      scene, "stop", std::max(1, repeats / 10), [&] { scene.Stop(); },
+      [&] {
+        if (std::exchange(restart, true)) scene.Restart();
+      });
 }
 
 }  // namespace

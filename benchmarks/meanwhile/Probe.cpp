@@ -4,6 +4,7 @@
 #include <grpcpp/security/credentials.h>
 
 #include <stdexcept>
+#include <utility>
 
 namespace bench {
 
@@ -52,9 +53,12 @@ void Probe::Open(const std::string& method) {
   Await();
 }
 
-void Probe::Read() {
-  stream->Read(&message, nullptr);
-  Await();
+bool Probe::Read(std::chrono::milliseconds limit) {
+  if (!std::exchange(reading, true)) stream->Read(&message, nullptr);
+  void* tag = nullptr;
+  bool ok = false;
+  reading = queue.AsyncNext(&tag, &ok, std::chrono::system_clock::now() + limit) == ::grpc::CompletionQueue::TIMEOUT;
+  return !reading;
 }
 
 void Probe::Close() {

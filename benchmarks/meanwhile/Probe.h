@@ -5,6 +5,7 @@
 #include <grpcpp/generic/generic_stub.h>
 #include <grpcpp/support/byte_buffer.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -24,8 +25,8 @@ class Probe {
 
   /// Opens a stream. One at a time.
   void Open(const std::string& method);
-  /// Waits for the next message.
-  void Read();
+  /// Whether the next message comes in time. If not, the next Read waits for the same one.
+  bool Read(std::chrono::milliseconds limit);
   void Cancel() { context->TryCancel(); }
   /// Waits for the end of the stream.
   void Close();
@@ -38,6 +39,7 @@ class Probe {
   std::unique_ptr<::grpc::ClientContext> context;
   std::unique_ptr<::grpc::GenericClientAsyncReaderWriter> stream;
   ::grpc::ByteBuffer message;
+  bool reading = false;
 };
 
 }  // namespace bench

@@ -62,7 +62,8 @@ class HandOutThreads : public test::PublisherFixture<Probe> {
   }
 
   bool AllHaveTheNewest() const {
-    return std::all_of(clients.begin(), clients.end(), [](auto& client) { return client.stream.LastSent() == "newest"; });
+    return std::all_of(clients.begin(), clients.end(),
+                       [](auto& client) { return client.stream.LastSent() == "newest"; });
   }
 
   static constexpr int clientsEach = 5;

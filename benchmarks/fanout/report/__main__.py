@@ -36,7 +36,7 @@ def write_plots(folder, figures):
 
 def print_paced(figures):
     tables.cpu_and_skipped(figures)
-    tables.ratios(figures, "CPU, the module's as a ratio; spread is what a second minimal gives to the first:", "paced", "cpu")
+    tables.ratios(figures, "As a ratio; spread is what a second minimal gives to the first:", "paced", "cpu")
     tables.table(figures, "Engine's thread held for each event, paced, p50 (µs):", "paced", "held50")
     tables.ratios(figures, "As a ratio:", "paced", "held50")
     tables.table(figures, "The same, p99.9 (µs):", "paced", "held99.9")

@@ -46,8 +46,9 @@ class HandOutGate {
     --waiting;
   }
 
-  /// How many threads of the process may wait at once: all that the library has, where their number is fixed (1.51, 1.60).
-  /// Where it has a pool (1.71 on), a free one remains: a pool without any starts further ones, without a limit.
+  /// How many threads of the process may wait at once: all that the library has, where their number is fixed
+  /// (1.51, 1.60). Where it has a pool (1.71 on), a free one remains: a pool without any starts further ones, without a
+  /// limit.
   static uint32_t MostWaiting() { return std::clamp(gpr_cpu_num_cores() / 2, 2U, 16U); }
 
  private:
