@@ -7,7 +7,6 @@
 #include <future>
 #include <optional>
 #include <thread>
-#include <vector>
 
 #include "unit/Completion.h"
 
@@ -85,12 +84,11 @@ TEST_F(Gate, ThreadThatHandedOutEarlierWaitsForAnother) {
 }
 
 TEST_F(Gate, EveryWaitEndsWhileHandOutsFollowEachOther) {
-  std::vector<std::jthread> library;
-  for (int i = 0; i < 3; ++i) {
-    library.emplace_back([this] {
-      for (int waits = 0; waits < 5000; ++waits) gate.Wait();
-    });
-  }
+  const auto waitOften = [this] {
+    for (int waits = 0; waits < 5000; ++waits) gate.Wait();
+  };
+  const std::jthread library(waitOften);
+  const std::jthread otherLibrary(waitOften);
   for (int handOuts = 0; handOuts < 5000; ++handOuts) const HandOutGate::HandOut handOut(gate);
 }
 
