@@ -23,6 +23,11 @@ constexpr char done = 'D';
 constexpr int commandDescriptor = 3;
 constexpr int timelineDescriptor = 4;
 
+/// Variables of the environment. The first names another build of the module, for the server "earlier"; if the second
+/// is set, the engine's thread is a real-time one.
+constexpr auto earlierModule = "CORVALUX_BENCH_EARLIER";
+constexpr auto realTime = "CORVALUX_BENCH_REALTIME";
+
 /// When each event began and how long it held the engine's thread. Shared memory: the engine's process writes, the
 /// client reads once the event's messages have come and the engine is at rest.
 struct Timeline {

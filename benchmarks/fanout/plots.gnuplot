@@ -1,4 +1,4 @@
-# Draws DIR/cost.LOAD.SERVER and DIR/latency.SERVER, as report.awk writes them, into the folder IMAGES.
+# Draws DIR/cost.LOAD.SERVER, DIR/held.W64.SERVER and DIR/latency.SERVER, as the report writes them, into the folder IMAGES.
 # Use: gnuplot -e "folder='DIR'; images='IMAGES'" plots.gnuplot
 set terminal svg size 720,440 font 'sans,13' background rgb 'white'
 servers = "module minimal ordinary floor mosquitto nats-server redis-server"
@@ -15,11 +15,18 @@ set logscale y
 set key outside right
 do for [l = 1:3] {
   set output sprintf('%s/cost-%s.svg', images, loads[l])
-  set title titles[l]
+  set title titles[l].', paced'
   plot for [i = 1:words(servers)] sprintf('%s/cost.%s.%s', folder, loads[l], word(servers, i)) \
     using 1:2:3:4 with yerrorlines linewidth (i == 1 ? 3 : 1.5) pointtype 7 pointsize 0.5 \
     linecolor rgb word(colours, i) title word(servers, i)
 }
+
+set output sprintf('%s/held-W64.svg', images)
+set title titles[2].", paced"
+set ylabel "engine's thread held for each event, µs"
+plot for [i = 1:words(servers)] sprintf('%s/held.W64.%s', folder, word(servers, i)) \
+  using 1:2:3:4 with yerrorlines linewidth (i == 1 ? 3 : 1.5) pointtype 7 pointsize 0.5 \
+  linecolor rgb word(colours, i) title word(servers, i)
 
 set output sprintf('%s/latency-W64.svg', images)
 set title 'W64, 64 subscribers, 50 events a second'

@@ -22,8 +22,8 @@ using test::StreamClient;
 class SlowClient : public test::LiveTest {
  protected:
   /// Emits the counters 1 to `count`, each with a weight, and reads them only then, until the newest.
-  std::vector<uint32_t> ReadLate(RawCall& call, uint32_t count, std::size_t weight) {
-    for (uint32_t counter = 1; counter <= count; ++counter) engine.Emit(Event::meterFast, counted(counter, weight));
+  std::vector<uint32_t> ReadLate(RawCall& call, uint32_t count, std::size_t weight, Event event = Event::meterFast) {
+    for (uint32_t counter = 1; counter <= count; ++counter) engine.Emit(event, counted(counter, weight));
     std::vector<uint32_t> counters;
     while (counters.empty() || counters.back() != count) {
       const auto bytes = call.Read();
@@ -32,14 +32,24 @@ class SlowClient : public test::LiveTest {
     }
     return counters;
   }
+
+  /// The same, again if the server learns only after the burst that the client has the message before: then all of them
+  /// wait for that, and only the newest is sent.
+  std::vector<uint32_t> ReadLateWithAnOldOne(RawCall& call, uint32_t count, Event event) {
+    std::vector<uint32_t> counters;
+    test::eventually([&] {
+      counters = ReadLate(call, count, test::heavy, event);
+      return counters != std::vector{count};
+    });
+    return counters;
+  }
 };
 
 TEST_F(SlowClient, GetsOneOldMessageAndThenTheNewest) {
   StartRoomyModule();
   RawCall call(address, test::fastMethod);
   ASSERT_TRUE(Subscribed(call));
-  // The old one is the first, if the server knows by then that the client has the message before.
-  EXPECT_THAT(ReadLate(call, 100, test::heavy), testing::ElementsAre(testing::Lt(100U), 100U));
+  EXPECT_THAT(ReadLateWithAnOldOne(call, 100, Event::meterFast), testing::ElementsAre(testing::Lt(100U), 100U));
 }
 
 TEST_F(SlowClient, GetsNoMoreOldMessagesThanTheWindowHolds) {
@@ -57,9 +67,7 @@ TEST_F(SlowClient, OfNotificationsGetsTheNewestToo) {
   StartRoomyModule();
   RawCall call(address, test::changesMethod);
   ASSERT_TRUE(Subscribed(call, Event::changes));
-  for (uint32_t counter = 1; counter <= 50; ++counter) engine.Emit(Event::changes, counted(counter, test::heavy));
-  EXPECT_LT(test::counterOf(call.Read().value_or("")), 50U);
-  EXPECT_EQ(test::counterOf(call.Read().value_or("")), 50U);
+  EXPECT_THAT(ReadLateWithAnOldOne(call, 50, Event::changes), testing::ElementsAre(testing::Lt(50U), 50U));
 }
 
 TEST_F(SlowClient, CostsTheServerNoBacklog) {

@@ -162,6 +162,7 @@ Observation Contender::Observe(uint32_t first, int64_t serverBefore, int64_t pub
   Observation observation;
   observation.serverNs = Server().CpuNs() - serverBefore;
   observation.publisherNs = IsBroker() ? engine->CpuNs() - publisherBefore : 0;
+  observation.threads = Server().Threads();
   const uint32_t end = timeline->events;
   observation.events = end - first;
   for (uint32_t sequence = first; sequence != end; ++sequence) {

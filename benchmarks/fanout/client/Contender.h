@@ -20,6 +20,7 @@ struct Observation {
   std::size_t messages = 0;
   int64_t serverNs = 0;     ///< CPU time of the server, or of the broker
   int64_t publisherNs = 0;  ///< CPU time of the engine's process, when the server is a broker
+  std::size_t threads = 0;  ///< of the server
   std::vector<int64_t> heldNs;
   std::vector<int64_t> latencyNs;
 };

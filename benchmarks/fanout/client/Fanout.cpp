@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "fanout/Protocol.h"
 #include "fanout/Sockets.h"
 #include "fanout/client/Contender.h"
 
@@ -29,6 +31,7 @@ struct Plan {
   int rounds = 8;
   int closedMs = 250;
   std::size_t pacedEvents = 25;
+  bool pacedOnly = false;
   std::vector<std::size_t> subscribers = {1000, 256, 64, 8, 1};  ///< falling: the first is for resident memory, too
   std::vector<std::string> loads = {"WS", "W64", "WL"};
   std::vector<std::string> kinds = {"module", "minimal",   "minimal-again", "ordinary",
@@ -65,6 +68,8 @@ class Figures {
     Add("delivered", messages / static_cast<double>(seen.events * subscribers));
     Add("held50", quantile(seen.heldNs, 0.5));
     Add("held99", quantile(seen.heldNs, 0.99));
+    Add("held99.9", quantile(seen.heldNs, 0.999));
+    Add("threads", static_cast<double>(seen.threads));
     for (const double percent : {1., 5., 10., 25., 50., 75., 90., 95., 99., 99.9}) {
       std::array<char, 32> name{};
       std::snprintf(name.data(), name.size(), "latency%g", percent);
@@ -127,12 +132,11 @@ class Measurement {
     }
     for (const auto& load : plan.loads) {
       for (const auto& kind : plan.kinds) contenders.at(kind)->SetLoad(load);
-      for (const auto& kind : plan.kinds) {
+      for (const auto& kind : plan.pacedOnly ? std::vector<std::string>() : plan.kinds) {
         const auto seen = contenders.at(kind)->ClosedLoop(std::chrono::milliseconds(plan.closedMs));
         figures.Begin(round, kind, count, load, "closed");
         figures.Add(seen, count);
       }
-      if (load != "W64" && count != 64) continue;
       for (const auto& kind : plan.kinds) {
         const auto seen = contenders.at(kind)->Paced(plan.pacedEvents);
         figures.Begin(round, kind, count, load, "paced");
@@ -197,24 +201,40 @@ int run(int argc, char** argv) {
   std::string folder;
   bool quick = false;
   bool instructions = false;
+  std::string earlier;
+  bool realTime = false;
+  std::size_t busy = 0;
   CLI::App app("Measures the module beside other servers; see scripts/benchmark.");
   app.add_option("--folder", folder, "where figures and logs go")->required()->check(CLI::ExistingDirectory);
   app.add_option("--rounds", plan.rounds, "how often all is measured")->check(CLI::PositiveNumber);
-  app.add_option("--servers", plan.kinds, "which servers, instead of all")->check(CLI::IsMember(plan.kinds));
+  auto kinds = plan.kinds;
+  kinds.emplace_back("earlier");
+  app.add_option("--servers", plan.kinds, "which servers, instead of all; 'earlier' is --earlier's")
+      ->check(CLI::IsMember(kinds));
+  app.add_option("--earlier", earlier, "another build of the module, for the server 'earlier'")
+      ->check(CLI::ExistingFile);
   app.add_option("--subscribers", plan.subscribers, "how many, instead of all these numbers")
       ->check(CLI::IsMember(plan.subscribers));
   app.add_option("--loads", plan.loads, "which loads, instead of all")->check(CLI::IsMember(plan.loads));
   app.add_option("--paced-events", plan.pacedEvents, "how many paced events a measurement has")
       ->check(CLI::PositiveNumber);
+  app.add_flag("--real-time", realTime, "the engine's thread has a real-time priority");
+  app.add_option("--busy", busy, "so many processes do nothing but use CPU");
+  app.add_flag("--paced-only", plan.pacedOnly, "leave the closed loop out");
   app.add_flag("--quick", quick, "one short round, to see that all works");
   app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
   CLI11_PARSE(app, argc, argv);
   raiseDescriptorLimit(10000);
+  if (!earlier.empty()) setenv(bench::earlierModule, std::filesystem::absolute(earlier).c_str(), 1);
   if (quick) {
     plan.rounds = 1;
     plan.closedMs = 20;
     plan.pacedEvents = 5;
   }
+  if (realTime) setenv(bench::realTime, "1", 1);
+  std::vector<std::unique_ptr<bench::Process>> load;
+  const std::vector<std::string> spin = {"sh", "-c", "while :; do :; done"};
+  while (load.size() < busy) load.push_back(std::make_unique<bench::Process>(spin));
   if (instructions) {
     countInstructions(plan, folder);
   } else {

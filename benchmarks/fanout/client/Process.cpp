@@ -7,7 +7,9 @@
 
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "fanout/Sockets.h"
 
@@ -60,6 +62,11 @@ std::size_t Process::ResidentBytes() const {
   std::size_t resident = 0;
   file >> total >> resident;
   return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+std::size_t Process::Threads() const {
+  const std::filesystem::directory_iterator threads("/proc/" + std::to_string(pid) + "/task");
+  return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
 }
 
 }  // namespace bench

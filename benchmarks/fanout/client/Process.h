@@ -27,6 +27,8 @@ class Process {
   /// Its resident memory.
   std::size_t ResidentBytes() const;
 
+  std::size_t Threads() const;
+
  private:
   pid_t pid;
 };

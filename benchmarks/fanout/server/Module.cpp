@@ -1,8 +1,10 @@
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
 #include "engine/Instance.h"
 #include "engine/LoadedModule.h"
+#include "fanout/Protocol.h"
 #include "fanout/server/Subject.h"
 
 namespace bench {
@@ -11,21 +13,27 @@ namespace {
 
 class ModuleSubject final : public Subject {
  public:
-  ModuleSubject(sim::Engine& engine, uint16_t port) : instance(module.Entry(), engine) {
+  ModuleSubject(sim::Engine& engine, uint16_t port, const char* file) : module(file), instance(module.Entry(), engine) {
     const sim::KeyValues config = {{"serverUrl", "127.0.0.1:" + std::to_string(port)},
                                    {"grpc_memory_kb", static_cast<int32_t>(quotaKb)}};
     if (instance.Start(config) != 0) throw std::runtime_error("the module did not start");
   }
 
  private:
-  sim::LoadedModule module{CORVALUX_MODULE_FILE};
+  sim::LoadedModule module;
   sim::Instance instance;
 };
 
 }  // namespace
 
 std::unique_ptr<Subject> startModule(sim::Engine& engine, uint16_t port) {
-  return std::make_unique<ModuleSubject>(engine, port);
+  return std::make_unique<ModuleSubject>(engine, port, CORVALUX_MODULE_FILE);
+}
+
+std::unique_ptr<Subject> startEarlier(sim::Engine& engine, uint16_t port) {
+  const char* file = std::getenv(earlierModule);
+  if (!file) throw std::runtime_error("no file of an earlier module is named");
+  return std::make_unique<ModuleSubject>(engine, port, file);
 }
 
 }  // namespace bench

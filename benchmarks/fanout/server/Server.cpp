@@ -1,4 +1,5 @@
 // The engine's process: serves one kind, and lets the client make events happen. Started by corvalux-bench-fanout.
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -28,6 +29,7 @@ constexpr std::chrono::milliseconds cadence{20};
 
 std::unique_ptr<bench::Subject> start(const std::string& kind, sim::Engine& engine, uint16_t port) {
   if (kind == "module") return bench::startModule(engine, port);
+  if (kind == "earlier") return bench::startEarlier(engine, port);
   if (kind == "minimal") return bench::startMinimal(engine, port);
   if (kind == "ordinary") return bench::startOrdinary(engine, port);
   if (kind == "floor") return bench::startFloor(engine, port);
@@ -42,6 +44,12 @@ bench::Timeline& mapTimeline() {
 }
 
 int64_t ns(Clock::duration duration) { return std::chrono::duration_cast<std::chrono::nanoseconds>(duration).count(); }
+
+void becomeRealTime() {
+  sched_param parameters{};
+  parameters.sched_priority = 50;
+  if (sched_setscheduler(0, SCHED_FIFO, &parameters) != 0) bench::throwErrno("sched_setscheduler");
+}
 
 class Server {
  public:
@@ -115,7 +123,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    Server(argv[1], static_cast<uint16_t>(std::stoi(argv[2]))).Run();
+    Server server(argv[1], static_cast<uint16_t>(std::stoi(argv[2])));
+    if (std::getenv(bench::realTime)) becomeRealTime();  // the server's threads are started already
+    server.Run();
   } catch (const std::exception& e) {
     std::fprintf(stderr, "corvalux-bench-server %s: %s\n", argv[1], e.what());
     return 1;

@@ -29,6 +29,8 @@ class Subject {
 
 /// The built module, as the engine loads it.
 std::unique_ptr<Subject> startModule(sim::Engine& engine, uint16_t port);
+/// Another build of it, see earlierModule.
+std::unique_ptr<Subject> startEarlier(sim::Engine& engine, uint16_t port);
 /// The smallest generic gRPC server of the callback kind: serialises once, shares the buffer.
 std::unique_ptr<Subject> startMinimal(sim::Engine& engine, uint16_t port);
 /// The same from generated stubs: serialises for each client, as most gRPC servers do.

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <vector>
 
+#include "HandOutGate.h"
 #include "Log.h"
 #include "WriterGeneric.h"
 
@@ -23,8 +24,10 @@ template <typename T>
 class WriterReactorGeneric;
 
 /// Fans a message out to every subscribed stream: serialised once, then shared, never copied per client.
-/// Threads: Publish on engine threads; Add on gRPC threads; Remove on gRPC threads and the host's; all may overlap.
-/// Locks: order is service, then this, then reactor; so never call Remove while holding a reactor's mutex.
+/// Threads: Publish on engine threads; Add and AwaitHandOut on gRPC threads; Remove on gRPC threads and the host's; all
+///   may overlap.
+/// Locks: order is service, then this, then reactor; so never call Remove while holding a reactor's mutex. AwaitHandOut
+///   takes none, and must be called with none of ours held.
 /// Ownership: lists reactors, owns none; each must Remove itself before it finishes its call.
 /// Delivery: no backlog here; a slow stream keeps what its reactor's queue rule keeps. Publish waits for no client.
 /// Errors: a message that cannot be serialised is logged once (level 4) and reaches nobody.
@@ -63,13 +66,18 @@ class PublisherGeneric {
       return;
     }
     const std::lock_guard lock(mutex);
+    const HandOutGate::HandOut handOut(gate);
     for (WriterGeneric* writer : reactors) writer->Write(buffer);
   }
+
+  /// Waits until the hand-out that runs now, if one does, has reached every stream.
+  void AwaitHandOut() const { gate.Wait(); }
 
  private:
   std::vector<WriterReactorGeneric<T>*> reactors;  // guarded by mutex; in order of subscription
   std::atomic<bool> hasSubscribers = false;        // written under mutex, read without it
   std::mutex mutex;
+  HandOutGate gate;
 };
 
 }  // namespace corvalux::grpc

@@ -65,7 +65,9 @@ class WriterReactorGeneric final : public WriterGeneric, public ::grpc::ServerGe
     }
   }
 
+  /// Waits for the publisher's hand-out first, see HandOutGate.
   void OnWriteDone(bool ok) override {
+    publisher->AwaitHandOut();
     if (!ok) {
       CORVALUX_LOG(logDetail, "OnWriteDone Cancelled!");
       ReleaseInFlight();
