@@ -19,9 +19,9 @@
 /// corvalux_keyValueListForEach, raise a C++ exception when memory runs out or a mutex cannot be locked; that event is
 /// lost. An engine in C++ catches it around its call of the callback. An engine in C cannot: unless a C++ caller above
 /// it catches, the exception ends the process (std::terminate). To survive it, such an engine calls callbacks through a
-/// function in C++ that catches. Its own functions in between do not run to their end then: corvalux_keyValueListForEach
-/// must hold no lock while it calls the visitor, and needs unwind tables (the default of GCC and Clang on 64-bit Linux;
-/// -fexceptions asks for them), else the process ends there, too.
+/// function in C++ that catches. Its own functions in between do not run to their end then:
+/// corvalux_keyValueListForEach must hold no lock while it calls the visitor, and needs unwind tables (the default of
+/// GCC and Clang on 64-bit Linux; -fexceptions asks for them), else the process ends there, too.
 #ifndef CORVALUX_HOST_H
 #define CORVALUX_HOST_H
 

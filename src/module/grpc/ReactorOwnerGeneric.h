@@ -13,7 +13,7 @@ class PublisherGeneric;
 template <typename T>
 class WriterReactorGeneric;
 
-/// The status texts that every service holds. No stream sends them.
+/// The status texts that every service holds. No stream sends them; the interface fixes them (docs/decisions/0011).
 struct ServiceTexts {
   std::string internalError = "Internal server exception";
   std::string invalidParameters = "Invalid parameters";

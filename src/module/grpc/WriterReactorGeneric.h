@@ -38,7 +38,7 @@ class WriterReactorGeneric final : public WriterGeneric, public ::grpc::ServerGe
   }
 
   ~WriterReactorGeneric() override {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(mutex);  // the interface fixes it: docs/decisions/0011
     pendingQueue.clear();
   }
 
@@ -111,7 +111,7 @@ class WriterReactorGeneric final : public WriterGeneric, public ::grpc::ServerGe
   }
 
  private:
-  static constexpr std::size_t queueLimit = 1001;
+  static constexpr std::size_t queueLimit = 1001;  // no service keeps a backlog: docs/decisions/0011
 
   const void* Address() const { return this; }
 
@@ -160,7 +160,7 @@ class WriterReactorGeneric final : public WriterGeneric, public ::grpc::ServerGe
   bool finished = false;                                         // guarded by mutex; never reset
   std::mutex mutex;
   PublisherGeneric<T>* const publisher;
-  const std::shared_ptr<ReactorOwnerGeneric<T>> owner;
+  const std::shared_ptr<ReactorOwnerGeneric<T>> owner;  // behind inFlight, so released before it: docs/decisions/0011
   const bool keepLatestOnly;
   ::grpc::WriteOptions writeOptions;
 };

@@ -338,7 +338,7 @@ void removeChangeCallback(EngineHandle engine, CallbackHandle& registration) {
 }
 
 bool registerCallbacks(const HostModuleRecord& record, GrpcModuleState& state) {
-  removeMeterCallback(state.fastEngine, state.fastRegistration);
+  removeMeterCallback(state.fastEngine, state.fastRegistration);  // a new state has none: docs/decisions/0011
   state.fastEngine = record.engine;
   state.fastRegistration = corvalux_engine_addCallbackMeterManager(state.fastEngine, 1, meterFastCallback, &state);
   if (!state.fastRegistration) {
@@ -432,7 +432,7 @@ void teardown(std::unique_ptr<GrpcModuleState> state) {
     if (!state) return;
   }
   state->router.reset();
-  state->changePublisher.reset();
+  state->changePublisher.reset();  // in this order: docs/decisions/0011
   state->slowPublisher.reset();
   state->fastPublisher.reset();
   state->server.reset();

@@ -67,7 +67,8 @@ class GrpcGenericRouter final : public ::grpc::CallbackGenericService {
 // ---- State ----
 
 /// All of a running instance. Created by startCycle, kept in the host record's slot, freed by stopCycle.
-/// The user pointer of every engine callback. Members are destroyed from the last to the first.
+/// The user pointer of every engine callback. Members are destroyed from the last to the first, and their order is
+/// fixed (docs/decisions/0011).
 struct GrpcModuleState {
   Meter fastMeter;  ///< refilled by meterFastCallback, which alone touches it
   Meter slowMeter;  ///< refilled by meterSlowCallback, which alone touches it
