@@ -44,6 +44,7 @@ StreamReader::StreamReader(std::shared_ptr<::grpc::Channel> channel, Stream stre
     : channel(std::move(channel)), stream(stream), listener(listener), owner(owner), request(emptyMessage()) {}
 
 void StreamReader::Start() {
+  received = false;  // also shows all that was set up to the threads of the reactions
   ::grpc::GenericStub(channel).PrepareBidiStreamingCall(&context, methodOf(stream), {}, this);
   StartRead(&buffer);
   StartWriteLast(&request, {});
@@ -52,12 +53,12 @@ void StreamReader::Start() {
 
 /// The request leaves only over a connection that stands.
 void StreamReader::OnWriteDone(bool ok) {
-  if (ok) owner.OnConnected();
+  if (ok && !received) owner.OnConnected();
 }
 
 void StreamReader::OnReadDone(bool ok) {
   if (!ok) return;
-  if (!std::exchange(received, true)) owner.OnConnected();
+  if (!received.exchange(true)) owner.OnConnected();
   listener.Take(messageOf(stream, buffer));
   buffer.Clear();
   StartRead(&buffer);

@@ -6,6 +6,7 @@
 #include <grpcpp/support/client_callback.h>
 #include <grpcpp/support/status.h>
 
+#include <atomic>
 #include <memory>
 
 #include "client/Listener.h"
@@ -45,7 +46,7 @@ class StreamReader final : private ::grpc::ClientBidiReactor<::grpc::ByteBuffer,
   Owner& owner;
   const ::grpc::ByteBuffer request;
   ::grpc::ByteBuffer buffer;
-  bool received = false;
+  std::atomic<bool> received = false;  ///< atomic: reactions to the write and to reads may overlap
   ::grpc::ClientContext context;
 };
 

@@ -21,13 +21,13 @@ Timer::~Timer() {
   changed.wait(lock, [this] { return outstanding == 0; });
 }
 
-void Timer::Start(std::chrono::milliseconds delay, std::function<void()> action) {
+void Timer::Start(std::chrono::milliseconds delay, std::function<void()> newAction) {
   const std::lock_guard lock(mutex);
+  action = std::move(newAction);
   // Each action has an alarm of its own: an alarm that is in its callback cannot be set again.
   alarm = std::make_unique<::grpc::Alarm>();
   ++outstanding;
-  alarm->Set(after(delay),
-             [this, number = ++newest, action = std::move(action)](bool due) { Fire(number, due, action); });
+  alarm->Set(after(delay), [this, number = ++newest](bool due) { Fire(number, due); });
 }
 
 void Timer::Cancel() {
@@ -36,11 +36,12 @@ void Timer::Cancel() {
   if (alarm) alarm->Cancel();
 }
 
-void Timer::Fire(uint64_t number, bool due, const std::function<void()>& action) {
+void Timer::Fire(uint64_t number, bool due) {
   std::unique_lock lock(mutex);
   if (due && number == newest) {
+    const auto current = std::exchange(action, nullptr);
     lock.unlock();
-    action();
+    current();
     lock.lock();
   }
   --outstanding;

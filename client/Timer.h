@@ -26,11 +26,12 @@ class Timer {
   void Cancel();
 
  private:
-  void Fire(uint64_t number, bool due, const std::function<void()>& action);
+  void Fire(uint64_t number, bool due);
 
   std::mutex mutex;
   std::condition_variable changed;
   std::unique_ptr<::grpc::Alarm> alarm;  // guarded by mutex
+  std::function<void()> action;          // guarded by mutex
   uint64_t newest = 0;                   // guarded by mutex; the number of the action that may run
   int outstanding = 0;                   // guarded by mutex; callbacks of gRPC that have not returned
 };
