@@ -146,6 +146,26 @@ TEST_F(FeedTest, ComesBackToAServerThatWasRestarted) {
   }
 }
 
+TEST_F(FeedTest, TheStreamsOfAConnectionEndTogether) {
+  test::FakeDevice device(address);
+  device.Refuse(Stream::slow);
+  const Feed feed(Settings(true, {Stream::fast, Stream::slow}), notebook);
+  const ConnectionState state = notebook.WaitFor(Phase::waiting);
+  EXPECT_EQ(state.reason, "the server ended the stream 'slow' with UNIMPLEMENTED");
+}
+
+TEST_F(FeedTest, AMessageMakesTheNextDelayShortAgain) {
+  test::FakeDevice device(address);
+  device.End(::grpc::Status::OK);
+  const Feed feed(Settings(), notebook);
+  notebook.WaitFor(Phase::waiting, 2);
+  device.SendLevel(Stream::fast, "a", 1);
+  device.Reopen();
+  notebook.WaitForMessages(1);
+  device.End(::grpc::Status::OK);
+  EXPECT_LE(notebook.WaitFor(Phase::waiting, 3).delay, Backoff::first * 5 / 4);
+}
+
 TEST_F(FeedTest, EndsAtOnceWhileItWaits) {
   std::optional<Feed> feed(std::in_place, Settings(), notebook);
   const auto delay = notebook.WaitFor(Phase::waiting, 2).delay;

@@ -65,9 +65,11 @@ class FakeDevice::Service : public ::grpc::CallbackGenericService {
     const auto& streams = ::corvalux::client::allStreams;
     const auto* stream = std::find_if(streams.begin(), streams.end(),
                                       [&](Stream candidate) { return context->method() == methodOf(candidate); });
-    if (stream == streams.end()) return ::grpc::CallbackGenericService::CreateReactor(context);
-    auto* call = new Call(device, *stream);
     const std::lock_guard lock(device.mutex);
+    if (stream == streams.end() || device.refused == *stream) {
+      return ::grpc::CallbackGenericService::CreateReactor(context);
+    }
+    auto* call = new Call(device, *stream);
     device.calls.insert(call);
     call->GoOn();
     return call;
@@ -108,6 +110,11 @@ void FakeDevice::SendBytes(Stream stream, std::string bytes) {
   const std::lock_guard lock(mutex);
   messages.at(indexOf(stream)).push_back(std::move(bytes));
   for (Call* call : calls) call->GoOn();
+}
+
+void FakeDevice::Refuse(Stream stream) {
+  const std::lock_guard lock(mutex);
+  refused = stream;
 }
 
 void FakeDevice::End(const ::grpc::Status& status) {

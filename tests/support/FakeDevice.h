@@ -33,6 +33,8 @@ class FakeDevice {
   void SendLevel(Stream stream, const std::string& key, float level);
   /// A message of any bytes.
   void SendBytes(Stream stream, std::string bytes);
+  /// From here on it knows nothing of this stream.
+  void Refuse(Stream stream);
   /// Ends all open streams, and those that come later at once.
   void End(const ::grpc::Status& status);
   /// From here on new streams stay open again.
@@ -45,6 +47,7 @@ class FakeDevice {
   std::mutex mutex;
   std::array<std::vector<std::string>, 3> messages;  // guarded by mutex
   std::optional<::grpc::Status> end;                 // guarded by mutex
+  std::optional<Stream> refused;                     // guarded by mutex
   std::set<Call*> calls;                             // guarded by mutex
   std::unique_ptr<Service> service;
   std::unique_ptr<::grpc::Server> server;
