@@ -134,7 +134,7 @@ TEST_P(ProgramSignals, EndItInOrder) {
   EXPECT_EQ(process.Wait(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ProgramSignals, testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(All, ProgramSignals, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
 
 TEST_F(Program, AReaderThatLeavesEndsItQuietly) {
   test::FakeDevice device(address);
