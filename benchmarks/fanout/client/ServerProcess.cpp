@@ -1,4 +1,4 @@
-#include "fanout/client/Process.h"
+#include "fanout/client/ServerProcess.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -31,8 +31,8 @@ namespace {
 
 }  // namespace
 
-Process::Process(const std::vector<std::string>& arguments, const std::map<int, int>& descriptors,
-                 const std::string& log) {
+ServerProcess::ServerProcess(const std::vector<std::string>& arguments, const std::map<int, int>& descriptors,
+                             const std::string& log) {
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
@@ -42,19 +42,19 @@ Process::Process(const std::vector<std::string>& arguments, const std::map<int, 
   if (pid == 0) become(pointers.data(), descriptors, log.c_str());
 }
 
-Process::~Process() {
+ServerProcess::~ServerProcess() {
   kill(pid, SIGKILL);
   waitpid(pid, nullptr, 0);
 }
 
-int64_t Process::CpuNs() const {
+int64_t ServerProcess::CpuNs() const {
   clockid_t clock{};
   timespec time{};
   if (clock_getcpuclockid(pid, &clock) != 0 || clock_gettime(clock, &time) != 0) throwErrno("clock_gettime");
   return time.tv_sec * 1'000'000'000 + time.tv_nsec;
 }
 
-std::size_t Process::ResidentBytes() const {
+std::size_t ServerProcess::ResidentBytes() const {
   std::ifstream file("/proc/" + std::to_string(pid) + "/statm");
   std::size_t total = 0;
   std::size_t resident = 0;

@@ -11,15 +11,15 @@
 namespace bench {
 
 /// A child process, killed at the end; also when this process dies.
-class Process {
+class ServerProcess {
  public:
   /// Starts `arguments`, whose first is the program; `descriptors` says which of ours it finds open as which.
   /// What it prints goes to the file `log`, if that is not empty. Throws std::system_error.
-  explicit Process(const std::vector<std::string>& arguments, const std::map<int, int>& descriptors = {},
-                   const std::string& log = {});
-  ~Process();
-  Process(const Process&) = delete;
-  Process& operator=(const Process&) = delete;
+  explicit ServerProcess(const std::vector<std::string>& arguments, const std::map<int, int>& descriptors = {},
+                         const std::string& log = {});
+  ~ServerProcess();
+  ServerProcess(const ServerProcess&) = delete;
+  ServerProcess& operator=(const ServerProcess&) = delete;
 
   /// The CPU time of all its threads so far.
   int64_t CpuNs() const;
