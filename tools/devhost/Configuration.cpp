@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace devhost {
+namespace corvalux::devhost {
 
 namespace {
 
@@ -70,4 +70,4 @@ std::string describeKeys() {
   return lines.str();
 }
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

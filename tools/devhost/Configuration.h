@@ -4,7 +4,7 @@
 
 #include "engine/KeyValues.h"
 
-namespace devhost {
+namespace corvalux::devhost {
 
 /// What the module listens on when `serverUrl` is not set.
 constexpr const char* defaultServerUrl = "0.0.0.0:50005";
@@ -20,4 +20,4 @@ std::string serverUrlOf(const sim::KeyValues& config);
 /// The keys with their meaning, one a line, for the help text.
 std::string describeKeys();
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

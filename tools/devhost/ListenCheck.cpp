@@ -8,7 +8,7 @@
 #include <memory>
 #include <sstream>
 
-namespace devhost {
+namespace corvalux::devhost {
 
 namespace {
 
@@ -50,4 +50,4 @@ std::vector<std::string> takenAddresses(const std::string& serverUrl) {
   return taken;
 }
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

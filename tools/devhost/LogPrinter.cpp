@@ -7,7 +7,7 @@
 #include <ctime>
 #include <stdexcept>
 
-namespace devhost {
+namespace corvalux::devhost {
 
 namespace {
 
@@ -55,4 +55,4 @@ LogPrinter::LogPrinter(int level) {
 
 LogPrinter::~LogPrinter() { sim::setLogSink({}); }
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

@@ -4,7 +4,7 @@
 
 #include "engine/Log.h"
 
-namespace devhost {
+namespace corvalux::devhost {
 
 /// A level from its name or number; throws std::invalid_argument for any other text.
 int levelOf(const std::string& nameOrNumber);
@@ -21,4 +21,4 @@ class LogPrinter {
   LogPrinter& operator=(const LogPrinter&) = delete;
 };
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

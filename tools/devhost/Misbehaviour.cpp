@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-namespace devhost {
+namespace corvalux::devhost {
 
 namespace {
 
@@ -76,4 +76,4 @@ void misbehave(Misbehaviour behaviour, uint32_t count, sim::KeyValues& list) {
   }
 }
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

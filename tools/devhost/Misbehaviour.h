@@ -5,7 +5,7 @@
 
 #include "engine/KeyValues.h"
 
-namespace devhost {
+namespace corvalux::devhost {
 
 /// What an engine may do although few do: each is within what host.h defines, and a module has to cope with it.
 enum class Misbehaviour { unknownKinds, emptyTexts, notUtf8, hugeLists, zeroCounts, duplicateKeys };
@@ -26,4 +26,4 @@ std::string misbehaviourNames();
 ///   duplicateKeys  in all lists: odd/twice as an unsigned integer, the list's number, and as a text
 void misbehave(Misbehaviour behaviour, uint32_t count, sim::KeyValues& list);
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

@@ -6,15 +6,15 @@
 #include <stdexcept>
 #include <string>
 
-#include "commandline/Between.h"
 #include "devhost/Configuration.h"
 #include "devhost/LogPrinter.h"
+#include "program/Between.h"
 
-namespace devhost {
+namespace corvalux::devhost {
 
 namespace {
 
-using commandline::between;
+using program::between;
 
 constexpr const char* description =
     "Plays the corvalux engine: loads a module, starts it, and feeds it the meters and\n"
@@ -179,4 +179,4 @@ std::variant<Options, ExitCode> parse(int argc, const char* const* argv) {
   return options;
 }
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

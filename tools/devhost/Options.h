@@ -10,7 +10,7 @@
 #include "devhost/scene/Timeline.h"
 #include "engine/KeyValues.h"
 
-namespace devhost {
+namespace corvalux::devhost {
 
 /// What the program ends with.
 enum class ExitCode { success = 0, notLoaded = 1, usage = 2, notStarted = 3, misuse = 4, notReplayed = 5 };
@@ -39,4 +39,4 @@ struct Options {
 /// nothing to run.
 std::variant<Options, ExitCode> parse(int argc, const char* const* argv);
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

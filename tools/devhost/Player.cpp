@@ -4,7 +4,7 @@
 #include <chrono>
 #include <utility>
 
-namespace devhost {
+namespace corvalux::devhost {
 
 namespace {
 
@@ -33,4 +33,4 @@ std::unique_ptr<sim::Ticker> Player::StartTicker(double hz, sim::Event event, si
   });
 }
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

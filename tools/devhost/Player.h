@@ -8,7 +8,7 @@
 #include "engine/Engine.h"
 #include "engine/Ticker.h"
 
-namespace devhost {
+namespace corvalux::devhost {
 
 /// Feeds an engine with a scene while it lives: each kind of list at its own pace, on a thread of its own. Every list
 /// gets what the `misbehaviours` bring.
@@ -29,4 +29,4 @@ class Player {
   std::unique_ptr<sim::Ticker> changes;
 };
 
-}  // namespace devhost
+}  // namespace corvalux::devhost

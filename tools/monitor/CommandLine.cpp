@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "commandline/Between.h"
+#include "program/Between.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
-using commandline::between;
+using program::between;
 
 constexpr const char* defaultPort = "50005";
 
@@ -26,8 +26,8 @@ constexpr const char* notes =
     "  stream is fast, slow or changes; time is when it arrived, in seconds since 1970. Keys may\n"
     "  repeat and their order is the engine's. kind is string, float, int, uint, double,\n"
     "  float_array, int_array, uint_array, or none (value null) for a kind that the server did not\n"
-    "  know. Numbers that JSON lacks are the texts \"NaN\", \"Infinity\" and \"-Infinity\". A message\n"
-    "  with a text that is not UTF-8 is reported on stderr and left out.\n"
+    "  know. Numbers that JSON lacks are the texts \"NaN\", \"Infinity\" and \"-Infinity\". In a\n"
+    "  text that is not UTF-8, what is wrong is replaced by U+FFFD, and stderr says so.\n"
     "\n"
     "Examples:\n"
     "  corvalux-monitor mixer.local\n"
@@ -60,17 +60,17 @@ CLI::Validator notEmpty() {
 
 CLI::Validator streamName() {
   return {[](std::string& text) {
-            const bool known = std::any_of(allStreams.begin(), allStreams.end(),
-                                           [&](Stream stream) { return text == nameOf(stream); });
+            const bool known = std::any_of(client::allStreams.begin(), client::allStreams.end(),
+                                           [&](client::Stream stream) { return text == nameOf(stream); });
             return known ? std::string() : "takes fast, slow or changes, not '" + text + "'";
           },
           ""};
 }
 
 /// In the order of the streams, each once; all when none is named.
-std::vector<Stream> streamsOf(const std::vector<std::string>& names) {
-  std::vector<Stream> streams;
-  for (const Stream stream : allStreams) {
+std::vector<client::Stream> streamsOf(const std::vector<std::string>& names) {
+  std::vector<client::Stream> streams;
+  for (const client::Stream stream : client::allStreams) {
     const bool named = std::find(names.begin(), names.end(), nameOf(stream)) != names.end();
     if (named || names.empty()) streams.push_back(stream);
   }
@@ -156,4 +156,4 @@ std::variant<Options, ExitCode> parse(int argc, const char* const* argv) {
   return options;
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -6,16 +6,16 @@
 #include <variant>
 #include <vector>
 
+#include "client/Stream.h"
 #include "monitor/ExitCode.h"
-#include "monitor/stream/Stream.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// What the command line asks for.
 struct Options {
   std::string address = "localhost:50005";
-  std::vector<Stream> streams;  ///< each at most once, at least one
-  bool json = false;            ///< asked for; it is also what is written to anything but a terminal
+  std::vector<client::Stream> streams;  ///< each at most once, at least one
+  bool json = false;                    ///< asked for; it is also what is written to anything but a terminal
   std::optional<uint64_t> count;
   std::optional<double> seconds;
   bool reconnect = true;
@@ -32,4 +32,4 @@ std::variant<Options, ExitCode> parse(int argc, const char* const* argv);
 /// The address with the default port, where it is a host without one.
 std::string withPort(const std::string& address);
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

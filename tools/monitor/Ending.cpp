@@ -1,15 +1,13 @@
 #include "monitor/Ending.h"
 
 #include <sys/eventfd.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <system_error>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 Ending::Ending() : file(eventfd(0, EFD_CLOEXEC)) {
   if (file < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -29,16 +27,4 @@ std::optional<ExitCode> Ending::Get() const {
   return value == none ? std::nullopt : std::optional(static_cast<ExitCode>(value));
 }
 
-Signals::Signals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaddset(&signals, signal);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
-  file = signalfd(-1, &signals, SFD_CLOEXEC);
-  if (file < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
-}
-
-Signals::~Signals() { close(file); }
-
-}  // namespace monitor
+}  // namespace corvalux::monitor

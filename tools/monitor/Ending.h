@@ -5,7 +5,7 @@
 
 #include "monitor/ExitCode.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// Why the program is to end; the first cause stands.
 /// Threads: any.
@@ -29,20 +29,4 @@ class Ending {
   int file;
 };
 
-/// Turns Ctrl-C, a request to terminate and the loss of the terminal into something to poll. Make it before any thread:
-/// those made later inherit the blocked signals. Writing to a closed pipe is an error code, not a signal.
-class Signals {
- public:
-  Signals();
-  ~Signals();
-  Signals(const Signals&) = delete;
-  Signals& operator=(const Signals&) = delete;
-
-  /// Readable once a signal has come.
-  int File() const { return file; }
-
- private:
-  int file;
-};
-
-}  // namespace monitor
+}  // namespace corvalux::monitor

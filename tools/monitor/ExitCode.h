@@ -1,6 +1,6 @@
 #pragma once
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// What the program ends with.
 enum class ExitCode {
@@ -12,4 +12,4 @@ enum class ExitCode {
   silent = 5  ///< connected, but a stream brought nothing in time: --check and --table only
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

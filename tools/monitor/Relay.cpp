@@ -2,23 +2,23 @@
 
 #include <utility>
 
-namespace monitor {
+namespace corvalux::monitor {
 
-Relay::Relay(std::vector<Listener*> outputs, Ending& ending, std::optional<uint64_t> count)
+Relay::Relay(std::vector<client::Listener*> outputs, Ending& ending, std::optional<uint64_t> count)
     : outputs(std::move(outputs)), ending(ending), count(count) {}
 
-void Relay::Take(Message message) {
+void Relay::Take(client::Message message) {
   const bool counted = count && message.valid;
   if (counted && admitted.fetch_add(1) >= *count) return;
-  for (Listener* output : outputs) output->Take(message);
+  for (client::Listener* output : outputs) output->Take(message);
   if (counted && completed.fetch_add(1) + 1 == *count) ending.Set(ExitCode::endedByYou);
 }
 
-void Relay::Change(const ConnectionState& state) {
+void Relay::Change(const client::ConnectionState& state) {
   everConnected = state.everConnected;
-  for (Listener* output : outputs) output->Change(state);
-  if (state.phase != ConnectionState::Phase::ended) return;
+  for (client::Listener* output : outputs) output->Change(state);
+  if (state.phase != client::ConnectionState::Phase::ended) return;
   ending.Set(state.everConnected ? ExitCode::endedByServer : ExitCode::neverConnected);
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

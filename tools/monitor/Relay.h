@@ -5,26 +5,26 @@
 #include <optional>
 #include <vector>
 
+#include "client/Listener.h"
 #include "monitor/Ending.h"
-#include "monitor/stream/Listener.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// Passes on to all outputs what a feed tells, and ends the program: after `count` valid messages, when there is a
 /// count, and when the feed has ended.
 /// Threads: as Listener.
-class Relay : public Listener {
+class Relay : public client::Listener {
  public:
   /// All must outlive this.
-  Relay(std::vector<Listener*> outputs, Ending& ending, std::optional<uint64_t> count);
+  Relay(std::vector<client::Listener*> outputs, Ending& ending, std::optional<uint64_t> count);
 
-  void Take(Message message) override;
-  void Change(const ConnectionState& state) override;
+  void Take(client::Message message) override;
+  void Change(const client::ConnectionState& state) override;
 
   bool EverConnected() const { return everConnected; }
 
  private:
-  const std::vector<Listener*> outputs;
+  const std::vector<client::Listener*> outputs;
   Ending& ending;
   const std::optional<uint64_t> count;
   std::atomic<uint64_t> admitted = 0;
@@ -32,4 +32,4 @@ class Relay : public Listener {
   std::atomic<bool> everConnected = false;
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

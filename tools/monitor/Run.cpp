@@ -13,28 +13,29 @@
 #include <utility>
 #include <vector>
 
+#include "client/Feed.h"
 #include "monitor/Relay.h"
 #include "monitor/Watch.h"
 #include "monitor/model/Board.h"
+#include "monitor/output/FirstMessages.h"
 #include "monitor/output/HttpServer.h"
 #include "monitor/output/JsonLines.h"
 #include "monitor/output/Metrics.h"
 #include "monitor/output/Notes.h"
-#include "monitor/output/Probe.h"
 #include "monitor/output/Recorder.h"
 #include "monitor/screen/Terminal.h"
 #include "monitor/screen/View.h"
-#include "monitor/stream/Feed.h"
+#include "monitor/text/Columns.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds frame{40};
-constexpr double probeSeconds = 5;
-/// Nothing to poll beside the rest.
+constexpr double firstMessagesSeconds = 5;
+/// No extra descriptor.
 constexpr pollfd nothing{-1, 0, 0};
 /// Without events asked for, a pipe still tells that its reader has left.
 constexpr pollfd output{STDOUT_FILENO, 0, 0};
@@ -42,10 +43,11 @@ constexpr pollfd output{STDOUT_FILENO, 0, 0};
 /// What all ways have in common. What is added to it must have been made before it.
 class Run {
  public:
-  Run(const Options& options, const Signals& signals, Ending& ending, std::vector<Listener*> outputs)
+  Run(const Options& options, const program::StopSignals& signals, Ending& ending,
+      std::vector<client::Listener*> outputs)
       : relay(WithRecorder(options, ending, std::move(outputs)), ending, options.count),
         watch(options, signals, ending, relay),
-        feed(std::in_place, FeedSettings{options.address, options.streams, options.reconnect}, relay) {}
+        feed(std::in_place, client::FeedSettings{options.address, options.streams, options.reconnect}, relay) {}
 
   Watch& Watching() { return watch; }
 
@@ -58,7 +60,8 @@ class Run {
   ExitCode FinishAtEnd(pollfd extra) { return Finish(watch.WaitForEnd(extra)); }
 
  private:
-  std::vector<Listener*> WithRecorder(const Options& options, Ending& ending, std::vector<Listener*> outputs) {
+  std::vector<client::Listener*> WithRecorder(const Options& options, Ending& ending,
+                                              std::vector<client::Listener*> outputs) {
     if (options.record.empty()) return outputs;
     recorder.emplace(options.record, options.address, ending);
     outputs.push_back(&*recorder);
@@ -68,14 +71,14 @@ class Run {
   std::optional<Recorder> recorder;
   Relay relay;
   Watch watch;
-  std::optional<Feed> feed;
+  std::optional<client::Feed> feed;
 };
 
-/// Waits, for a limited time, until a probe has what it wants.
-ExitCode runProbe(Options options, const Signals& signals, Ending& ending, Probe& probe) {
-  if (!options.seconds) options.seconds = probeSeconds;
+/// Waits, for a limited time, until the first messages are there.
+ExitCode runUntilFirst(Options options, const program::StopSignals& signals, Ending& ending, FirstMessages& messages) {
+  if (!options.seconds) options.seconds = firstMessagesSeconds;
   options.count.reset();
-  Run run(options, signals, ending, {&probe});
+  Run run(options, signals, ending, {&messages});
   return run.FinishAtEnd(nothing);
 }
 
@@ -89,7 +92,7 @@ void print(const std::string& text) {
 
 }  // namespace
 
-ExitCode runJson(const Options& options, const Signals& signals) {
+ExitCode runJson(const Options& options, const program::StopSignals& signals) {
   Ending ending;
   Notes notes(options.address);
   JsonLines lines(STDOUT_FILENO, ending);
@@ -97,25 +100,25 @@ ExitCode runJson(const Options& options, const Signals& signals) {
   return run.FinishAtEnd(output);
 }
 
-ExitCode runTable(const Options& options, const Signals& signals) {
+ExitCode runTable(const Options& options, const program::StopSignals& signals) {
   Ending ending;
-  Probe probe(options.address, options.streams, ending);
-  const ExitCode code = probe.Result(runProbe(options, signals, ending, probe));
+  FirstMessages messages(options.address, options.streams, ending);
+  const ExitCode code = messages.Result(runUntilFirst(options, signals, ending, messages));
   useUtf8();
-  print(probe.Table());
-  if (code != ExitCode::endedByYou) std::fprintf(stderr, "corvalux-monitor: %s\n", probe.Report().c_str());
+  print(messages.Table());
+  if (code != ExitCode::endedByYou) std::fprintf(stderr, "corvalux-monitor: %s\n", messages.Report().c_str());
   return code;
 }
 
-ExitCode runCheck(const Options& options, const Signals& signals) {
+ExitCode runCheck(const Options& options, const program::StopSignals& signals) {
   Ending ending;
-  Probe probe(options.address, options.streams, ending);
-  const ExitCode code = probe.Result(runProbe(options, signals, ending, probe));
-  print(probe.Report() + "\n");
+  FirstMessages messages(options.address, options.streams, ending);
+  const ExitCode code = messages.Result(runUntilFirst(options, signals, ending, messages));
+  print(messages.Report() + "\n");
   return code;
 }
 
-ExitCode runPrometheus(const Options& options, const Signals& signals) {
+ExitCode runPrometheus(const Options& options, const program::StopSignals& signals) {
   Ending ending;
   Notes notes(options.address);
   Metrics metrics;
@@ -125,7 +128,7 @@ ExitCode runPrometheus(const Options& options, const Signals& signals) {
   return run.FinishAtEnd(nothing);
 }
 
-ExitCode runScreen(const Options& options, const Signals& signals) {
+ExitCode runScreen(const Options& options, const program::StopSignals& signals) {
   Ending ending;
   Inbox inbox;
   Board board(options.address);
@@ -147,4 +150,4 @@ ExitCode runScreen(const Options& options, const Signals& signals) {
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

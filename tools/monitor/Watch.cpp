@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 
-namespace monitor {
+namespace corvalux::monitor {
 
-Watch::Watch(const Options& options, const Signals& signals, Ending& ending, const Relay& relay)
+Watch::Watch(const Options& options, const program::StopSignals& signals, Ending& ending, const Relay& relay)
     : signals(signals), ending(ending), relay(relay) {
   if (!options.seconds) return;
   deadline =
@@ -37,4 +37,4 @@ int Watch::Timeout(std::optional<std::chrono::milliseconds> longest) const {
   return static_cast<int>(std::clamp(left, milliseconds(0), limit).count());
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

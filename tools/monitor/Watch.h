@@ -8,8 +8,9 @@
 #include "monitor/CommandLine.h"
 #include "monitor/Ending.h"
 #include "monitor/Relay.h"
+#include "program/StopSignals.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// What can end the program beside its feed and its outputs: signals, the time, and a reader that leaves.
 /// Threads: the main thread.
@@ -18,7 +19,7 @@ class Watch {
   using Clock = std::chrono::steady_clock;
 
   /// All must outlive this. The time of `options` begins now.
-  Watch(const Options& options, const Signals& signals, Ending& ending, const Relay& relay);
+  Watch(const Options& options, const program::StopSignals& signals, Ending& ending, const Relay& relay);
 
   /// Waits for the end, for what `extra` asks for, or for `longest`, whatever comes first. An error or the other side's
   /// end of `extra` ends the program.
@@ -29,10 +30,10 @@ class Watch {
  private:
   int Timeout(std::optional<std::chrono::milliseconds> longest) const;
 
-  const Signals& signals;
+  const program::StopSignals& signals;
   Ending& ending;
   const Relay& relay;
   std::optional<Clock::time_point> deadline;
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -1,6 +1,7 @@
 // The monitor: a client that shows and writes what a corvalux engine streams.
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <variant>
@@ -9,7 +10,7 @@
 #include "monitor/Ending.h"
 #include "monitor/Run.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -22,15 +23,16 @@ auto runnerOf(const Options& options) {
 
 }  // namespace
 
-}  // namespace monitor
+}  // namespace corvalux::monitor
 
 int main(int argc, char** argv) {
+  namespace monitor = corvalux::monitor;
   using monitor::ExitCode;
   try {
     const auto parsed = monitor::parse(argc, argv);
     if (const auto* code = std::get_if<ExitCode>(&parsed)) return static_cast<int>(*code);
     const auto& options = std::get<monitor::Options>(parsed);
-    const monitor::Signals signals;
+    const program::StopSignals signals({SIGQUIT});
     return static_cast<int>(monitor::runnerOf(options)(options, signals));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "corvalux-monitor: %s\n", error.what());

@@ -62,9 +62,10 @@ bool isBroker(const std::string& kind) {
   return kind == "nats-server" || kind == "mosquitto" || kind == "redis-server";
 }
 
-std::unique_ptr<Process> startBroker(const std::string& kind, uint16_t port, const std::filesystem::path& folder) {
-  auto broker = std::make_unique<Process>(commandOf(kind, port, folder), std::map<int, int>{},
-                                          (folder / (kind + ".log")).string());
+std::unique_ptr<ServerProcess> startBroker(const std::string& kind, uint16_t port,
+                                           const std::filesystem::path& folder) {
+  auto broker = std::make_unique<ServerProcess>(commandOf(kind, port, folder), std::map<int, int>{},
+                                                (folder / (kind + ".log")).string());
   const auto deadline = std::chrono::steady_clock::now() + 20s;
   while (std::chrono::steady_clock::now() < deadline) {
     try {

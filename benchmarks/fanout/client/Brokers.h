@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "fanout/client/Process.h"
+#include "fanout/client/ServerProcess.h"
 
 namespace bench {
 
@@ -13,6 +13,6 @@ bool isBroker(const std::string& kind);
 
 /// Starts "nats-server", "mosquitto" or "redis-server" on the loopback port, set to keep nothing and to drop no slow
 /// subscriber, and waits until it listens. Its files go to the folder.
-std::unique_ptr<Process> startBroker(const std::string& kind, uint16_t port, const std::filesystem::path& folder);
+std::unique_ptr<ServerProcess> startBroker(const std::string& kind, uint16_t port, const std::filesystem::path& folder);
 
 }  // namespace bench

@@ -58,7 +58,7 @@ void Contender::StartEngine(const std::filesystem::path& folder, std::vector<std
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) throwErrno("socketpair");
   commands = pair[0];
   arguments.insert(arguments.end(), {CORVALUX_BENCH_SERVER, kind, std::to_string(port)});
-  engine = std::make_unique<Process>(
+  engine = std::make_unique<ServerProcess>(
       arguments, std::map<int, int>{{commandDescriptor, pair[1]}, {timelineDescriptor, timelineFile}},
       (folder / (kind + "-engine.log")).string());
   close(pair[1]);

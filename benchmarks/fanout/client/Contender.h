@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "fanout/Protocol.h"
-#include "fanout/client/Process.h"
+#include "fanout/client/ServerProcess.h"
 #include "fanout/client/Subscribers.h"
 
 namespace bench {
@@ -58,7 +58,7 @@ class Contender {
   using Clock = std::chrono::steady_clock;
 
   bool IsBroker() const { return broker != nullptr; }
-  const Process& Server() const { return IsBroker() ? *broker : *engine; }
+  const ServerProcess& Server() const { return IsBroker() ? *broker : *engine; }
   void StartEngine(const std::filesystem::path& folder, std::vector<std::string> arguments);
   void Send(const Command& command) const;
   void AwaitDone();
@@ -72,8 +72,8 @@ class Contender {
   int timelineFile = -1;
   Timeline* timeline = nullptr;
   NumberOffsets numberOffsets;
-  std::unique_ptr<Process> broker;
-  std::unique_ptr<Process> engine;
+  std::unique_ptr<ServerProcess> broker;
+  std::unique_ptr<ServerProcess> engine;
   std::unique_ptr<Subscribers> subscribers;
 };
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "DevhostTest.h"
+#include "support/FreePort.h"
 #include "support/ModuleTest.h"
 #include "support/StreamClient.h"
 
@@ -25,19 +26,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-
-/// A port of the loopback address that nobody listens on.
-int freePort() {
-  const int file = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  EXPECT_EQ(bind(file, reinterpret_cast<sockaddr*>(&address), size), 0);
-  EXPECT_EQ(getsockname(file, reinterpret_cast<sockaddr*>(&address), &size), 0);
-  close(file);
-  return ntohs(address.sin_port);
-}
 
 class Devhost : public test::DevhostTest {
  protected:
@@ -204,7 +192,7 @@ TEST_F(Devhost, SaysThatTheModuleRefusedToStart) {
 }
 
 TEST_F(Devhost, WarnsWhenItSharesItsAddressWithAnother) {
-  const std::string shared = "serverUrl=127.0.0.1:" + std::to_string(freePort());
+  const std::string shared = "serverUrl=127.0.0.1:" + std::to_string(test::freePort());
   ASSERT_TRUE(RunPlain({"--set", shared}).WaitForOutput("serves"));
   EXPECT_THAT(process->Errors(), Not(HasSubstr("listens on")));
   const std::unique_ptr<test::Process> first = std::move(process);

@@ -6,20 +6,20 @@
 #include <string>
 #include <vector>
 
-#include "recording/Recording.h"
+#include "client/Recording.h"
 
 namespace test {
 
-inline void writeRecording(const std::string& path, const std::vector<recording::Record>& records) {
-  recording::Writer writer(path, {{}, "mixer:50005"});
-  for (const recording::Record& record : records) writer.Write(record);
+inline void writeRecording(const std::string& path, const std::vector<::corvalux::client::Record>& records) {
+  ::corvalux::client::RecordingWriter writer(path, {{}, "mixer:50005"});
+  for (const ::corvalux::client::Record& record : records) writer.Write(record);
   writer.Flush();
 }
 
 /// All records of an undamaged recording.
-inline std::vector<recording::Record> readRecording(const std::string& path) {
-  recording::Reader reader(path);
-  std::vector<recording::Record> records;
+inline std::vector<::corvalux::client::Record> readRecording(const std::string& path) {
+  ::corvalux::client::RecordingReader reader(path);
+  std::vector<::corvalux::client::Record> records;
   while (auto record = reader.Next()) records.push_back(std::move(*record));
   return records;
 }

@@ -13,8 +13,8 @@
 
 namespace {
 
-using recording::Record;
-using recording::Stream;
+using ::corvalux::client::Record;
+using ::corvalux::client::Stream;
 using testing::HasSubstr;
 using testing::IsEmpty;
 

@@ -20,10 +20,11 @@
 namespace {
 
 using namespace std::chrono_literals;
-using recording::Record;
-using recording::Stream;
+using ::corvalux::client::Record;
+using ::corvalux::client::Stream;
 using replay::hostValuesOf;
 using sim::Event;
+namespace devhost = ::corvalux::devhost;
 
 constexpr Event events[] = {Event::meterFast, Event::meterSlow, Event::changes};
 const std::string methods[] = {test::fastMethod, test::slowMethod, test::changesMethod};
@@ -107,7 +108,7 @@ TEST_F(HostValues, OfEveryMessageOfTheExampleMakeTheModuleSendTheSameBytes) {
     Subscribe(client, events[i]);
     int compared = 0;
     for (const Record& record : records) {
-      if (record.stream != static_cast<Stream>(i + 1)) continue;
+      if (record.stream != ::corvalux::client::allStreams.at(i)) continue;
       const auto list = hostValuesOf(record.message);
       ASSERT_TRUE(list);
       ASSERT_EQ(Sent(client, events[i], *list), record.message);

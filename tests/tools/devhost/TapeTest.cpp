@@ -14,8 +14,8 @@
 namespace {
 
 using namespace std::chrono_literals;
-using recording::Record;
-using recording::Stream;
+using ::corvalux::client::Record;
+using ::corvalux::client::Stream;
 using replay::Seconds;
 using replay::Step;
 using replay::Tape;

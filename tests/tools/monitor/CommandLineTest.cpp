@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -30,7 +30,7 @@ std::string complaintAbout(std::vector<const char*> arguments) {
 TEST(CommandLine, WithoutArgumentsShowsAllStreamsOfThisMachineForEver) {
   const Options options = optionsOf({});
   EXPECT_EQ(options.address, "localhost:50005");
-  EXPECT_THAT(options.streams, ElementsAre(Stream::fast, Stream::slow, Stream::changes));
+  EXPECT_THAT(options.streams, ElementsAre(client::Stream::fast, client::Stream::slow, client::Stream::changes));
   EXPECT_FALSE(options.json || options.count || options.seconds);
   EXPECT_TRUE(options.reconnect);
 }
@@ -39,7 +39,7 @@ TEST(CommandLine, TakesEveryOption) {
   const Options options = optionsOf({"--stream", "changes", "--stream", "fast", "unix:/tmp/s", "--json", "--count", "5",
                                      "--seconds", "0.5", "--no-reconnect"});
   EXPECT_EQ(options.address, "unix:/tmp/s");
-  EXPECT_THAT(options.streams, ElementsAre(Stream::fast, Stream::changes));
+  EXPECT_THAT(options.streams, ElementsAre(client::Stream::fast, client::Stream::changes));
   EXPECT_TRUE(options.json);
   EXPECT_EQ(options.count, 5U);
   EXPECT_EQ(options.seconds, 0.5);
@@ -81,4 +81,4 @@ TEST(CommandLine, HelpTellsTheExitCodesAndEveryOption) {
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -6,10 +6,10 @@
 #include "monitor/model/Board.h"
 #include "monitor/model/Inbox.h"
 #include "monitor/model/Scale.h"
-#include "monitor/model/Statistics.h"
+#include "monitor/model/StreamStatistics.h"
 #include "monitor/model/Strips.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -18,8 +18,9 @@ using std::chrono::milliseconds;
 
 const Clock::time_point begin = Clock::time_point() + std::chrono::hours(1);
 
-Message messageAt(Stream stream, milliseconds time, std::vector<Entry> entries, std::size_t bytes = 100) {
-  Message message;
+client::Message messageAt(client::Stream stream, milliseconds time, std::vector<client::Entry> entries,
+                          std::size_t bytes = 100) {
+  client::Message message;
   message.stream = stream;
   message.arrival.steady = begin + time;
   message.bytes.resize(bytes);
@@ -27,7 +28,9 @@ Message messageAt(Stream stream, milliseconds time, std::vector<Entry> entries, 
   return message;
 }
 
-Message counted(milliseconds time, uint32_t counter) { return messageAt(Stream::fast, time, {{"counter", counter}}); }
+client::Message counted(milliseconds time, uint32_t counter) {
+  return messageAt(client::Stream::fast, time, {{"counter", counter}});
+}
 
 }  // namespace
 
@@ -63,7 +66,7 @@ TEST(Strips, GroupKeysByWhatIsBeforeTheirLastPart) {
   EXPECT_EQ(all[1].peak, -6.0);
   EXPECT_EQ(all[1].rms, -18.0);
   EXPECT_EQ(all[1].spectrum, std::vector{-20.0F});
-  const std::vector<Entry> others = {{"clips", 3}, {"peak", -1.0F}};
+  const std::vector<client::Entry> others = {{"clips", 3}, {"peak", -1.0F}};
   EXPECT_EQ(all[1].others, others);
   EXPECT_EQ(all[2].prefix, "bus/1");
   EXPECT_EQ(all[2].peak, -9.0);
@@ -91,15 +94,15 @@ TEST(Strips, HoldThePeakThenLetItFall) {
   EXPECT_EQ(holdAt(-40, Strips::holdTime + milliseconds(60'000)), -40);
 }
 
-TEST(Statistics, CountWhatTheCounterSkips) {
-  Statistics statistics;
+TEST(StreamStatistics, CountWhatTheCounterSkips) {
+  StreamStatistics statistics;
   for (const uint32_t counter : {10U, 11U, 14U, 15U}) statistics.Take(counted(milliseconds(0), counter));
   EXPECT_TRUE(statistics.HasCounter());
   EXPECT_EQ(statistics.Missed(), 2U);
 }
 
-TEST(Statistics, ACounterThatRestartsOrWrapsIsNoGap) {
-  Statistics statistics;
+TEST(StreamStatistics, ACounterThatRestartsOrWrapsIsNoGap) {
+  StreamStatistics statistics;
   for (const uint32_t counter : {4000U, 1U, 2U}) statistics.Take(counted(milliseconds(0), counter));
   statistics.Interrupt();
   statistics.Take(counted(milliseconds(0), 50));
@@ -108,9 +111,9 @@ TEST(Statistics, ACounterThatRestartsOrWrapsIsNoGap) {
   EXPECT_EQ(statistics.Missed(), 0U);
 }
 
-TEST(Statistics, MeasureRateBytesAndJitter) {
-  Statistics steady;
-  Statistics uneven;
+TEST(StreamStatistics, MeasureRateBytesAndJitter) {
+  StreamStatistics steady;
+  StreamStatistics uneven;
   for (int i = 0; i < 200; ++i) {
     steady.Take(counted(milliseconds(i * 40), 1));
     uneven.Take(counted(milliseconds(i * 40 + i % 2 * 10), 1));
@@ -124,8 +127,8 @@ TEST(Statistics, MeasureRateBytesAndJitter) {
   EXPECT_EQ(steady.Bytes(), 20'000U);
 }
 
-TEST(Statistics, OfAStreamThatStoppedFallToZero) {
-  Statistics statistics;
+TEST(StreamStatistics, OfAStreamThatStoppedFallToZero) {
+  StreamStatistics statistics;
   EXPECT_FALSE(statistics.Age(begin));
   for (int i = 0; i < 10; ++i) statistics.Take(counted(milliseconds(i * 40), 1));
   const auto later = begin + milliseconds(360) + std::chrono::seconds(10);
@@ -134,10 +137,10 @@ TEST(Statistics, OfAStreamThatStoppedFallToZero) {
   EXPECT_EQ(statistics.Age(later), std::chrono::seconds(10));
 }
 
-TEST(Statistics, CountRejectedMessagesButNotAsMissed) {
-  Statistics statistics;
+TEST(StreamStatistics, CountRejectedMessagesButNotAsMissed) {
+  StreamStatistics statistics;
   statistics.Take(counted(milliseconds(0), 1));
-  Message rejected = messageAt(Stream::fast, milliseconds(0), {});
+  client::Message rejected = messageAt(client::Stream::fast, milliseconds(0), {});
   rejected.valid = false;
   statistics.Take(rejected);
   statistics.Take(counted(milliseconds(0), 3));
@@ -148,14 +151,14 @@ TEST(Statistics, CountRejectedMessagesButNotAsMissed) {
 TEST(Inbox, KeepsOnlyTheNewestMetersButEveryChange) {
   Inbox inbox;
   for (int i = 0; i < 3; ++i) {
-    for (const Stream stream : allStreams) inbox.Take(messageAt(stream, milliseconds(i), {{"n", i}}));
+    for (const client::Stream stream : client::allStreams) inbox.Take(messageAt(stream, milliseconds(i), {{"n", i}}));
   }
   const News news = inbox.Collect();
   ASSERT_TRUE(news.fast && news.slow);
-  EXPECT_EQ(news.fast->entries[0].value, Value(2));
-  EXPECT_EQ(news.slow->entries[0].value, Value(2));
+  EXPECT_EQ(news.fast->entries[0].value, client::Value(2));
+  EXPECT_EQ(news.slow->entries[0].value, client::Value(2));
   ASSERT_EQ(news.changes.size(), 3U);
-  EXPECT_EQ(news.changes[0].entries[0].value, Value(0));
+  EXPECT_EQ(news.changes[0].entries[0].value, client::Value(0));
   EXPECT_EQ(news.statistics[0].Messages(), 3U);
   const News again = inbox.Collect();
   EXPECT_FALSE(again.fast || again.slow);
@@ -165,20 +168,21 @@ TEST(Inbox, KeepsOnlyTheNewestMetersButEveryChange) {
 TEST(Inbox, ForgetsTheOldestChangesWhenNobodyLooks) {
   Inbox inbox;
   for (std::size_t i = 0; i < Inbox::changesLimit + 5; ++i) {
-    inbox.Take(messageAt(Stream::changes, milliseconds(0), {{"n", static_cast<uint32_t>(i)}}));
+    inbox.Take(messageAt(client::Stream::changes, milliseconds(0), {{"n", static_cast<uint32_t>(i)}}));
   }
   const News news = inbox.Collect();
   ASSERT_EQ(news.changes.size(), Inbox::changesLimit);
-  EXPECT_EQ(news.changes.front().entries[0].value, Value(5U));
+  EXPECT_EQ(news.changes.front().entries[0].value, client::Value(5U));
 }
 
 TEST(Board, TellsTheValueBeforeAChange) {
   Board board("device");
   News news;
-  news.slow = messageAt(Stream::slow, milliseconds(0), {{"input/1/name", std::string("Vox")}});
-  news.changes.push_back(messageAt(Stream::changes, milliseconds(0), {{"counter", 1U}, {"input/1/gain", -3.0F}}));
+  news.slow = messageAt(client::Stream::slow, milliseconds(0), {{"input/1/name", std::string("Vox")}});
   news.changes.push_back(
-      messageAt(Stream::changes, milliseconds(1), {{"input/1/gain", -6.0F}, {"input/1/name", std::string("Lead")}}));
+      messageAt(client::Stream::changes, milliseconds(0), {{"counter", 1U}, {"input/1/gain", -3.0F}}));
+  news.changes.push_back(messageAt(client::Stream::changes, milliseconds(1),
+                                   {{"input/1/gain", -6.0F}, {"input/1/name", std::string("Lead")}}));
   EXPECT_EQ(board.LabelOf("input/1"), "input/1");
   board.Take(std::move(news), begin);
   EXPECT_EQ(board.LabelOf("input/1"), "Lead");
@@ -193,14 +197,14 @@ TEST(Board, TellsTheValueBeforeAChangeThatTheSlowMetersKnewFirst) {
   Board board("device");
   for (const char* name : {"Vox", "Lead"}) {
     News news;
-    news.slow = messageAt(Stream::slow, milliseconds(0), {{"input/1/name", std::string(name)}});
+    news.slow = messageAt(client::Stream::slow, milliseconds(0), {{"input/1/name", std::string(name)}});
     board.Take(std::move(news), begin);
   }
   News news;
-  news.changes.push_back(messageAt(Stream::changes, milliseconds(1), {{"input/1/name", std::string("Lead")}}));
+  news.changes.push_back(messageAt(client::Stream::changes, milliseconds(1), {{"input/1/name", std::string("Lead")}}));
   board.Take(std::move(news), begin);
   EXPECT_EQ(board.Changes().at(0).before, "Vox");
   EXPECT_EQ(board.Changes().at(0).after, "Lead");
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -11,15 +11,16 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "FakeDevice.h"
-#include "recording/Recording.h"
+#include "client/Recording.h"
 #include "support/Deadline.h"
+#include "support/FakeDevice.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace {
 
-using monitor::Stream;
+namespace client = ::corvalux::client;
+using client::Stream;
 using test::Process;
 using testing::HasSubstr;
 
@@ -82,7 +83,7 @@ TEST_F(Program, WritesOneObjectALineAndEndsAfterTheCount) {
 
 TEST_F(Program, ReadsOnlyTheStreamsThatWereAskedFor) {
   test::FakeDevice device(address);
-  for (const Stream stream : monitor::allStreams) device.SendLevel(stream, "a", 1);
+  for (const Stream stream : client::allStreams) device.SendLevel(stream, "a", 1);
   for (int i = 0; i < 3; ++i) device.SendLevel(Stream::slow, "a", 1);
   Process process(Command({"--stream", "slow", "--count", "4"}));
   EXPECT_EQ(process.Wait(), 0);
@@ -133,7 +134,7 @@ TEST_P(ProgramSignals, EndItInOrder) {
   EXPECT_EQ(process.Wait(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ProgramSignals, testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(All, ProgramSignals, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
 
 TEST_F(Program, AReaderThatLeavesEndsItQuietly) {
   test::FakeDevice device(address);
@@ -164,14 +165,24 @@ TEST_F(Program, AFullDiskIsAnErrorOfATableAndACheckToo) {
   }
 }
 
-TEST_F(Program, TextThatIsNotUtf8IsReportedAndLeftOut) {
+TEST_F(Program, ATextThatIsNotUtf8IsRepairedAndReported) {
   test::FakeDevice device(address);
   device.SendLevel(Stream::fast, "bad\xFF", 1);
+  Process process(Command({"--count", "1", "--no-reconnect"}));
+  EXPECT_EQ(process.Wait(), 0);
+  EXPECT_EQ(Lines(process).at(0)["entries"][0]["key"], "bad\uFFFD");
+  EXPECT_THAT(process.Errors(), HasSubstr("repaired a text of the stream 'fast' (1 so far): it is not UTF-8"));
+}
+
+TEST_F(Program, ADamagedMessageIsReportedAndLeftOut) {
+  test::FakeDevice device(address);
+  device.SendBytes(Stream::fast, "\x0A\x7F");
   device.SendLevel(Stream::fast, "good", 1);
   Process process(Command({"--count", "1", "--no-reconnect"}));
   EXPECT_EQ(process.Wait(), 0);
   EXPECT_EQ(Lines(process).at(0)["entries"][0]["key"], "good");
-  EXPECT_THAT(process.Errors(), HasSubstr("rejected a message of the stream 'fast' (15 bytes, 1 so far)"));
+  EXPECT_THAT(process.Errors(),
+              HasSubstr("rejected a message of the stream 'fast' (2 bytes, 1 so far): it is damaged"));
 }
 
 TEST_F(Program, ASignalEndsItWhileNobodyReadsItsOutput) {
@@ -227,19 +238,19 @@ TEST_F(Program, TableShowsEachEntryOnceAndNoControlCharacters) {
 
 TEST_F(Program, RecordsWhatArrivesAsItCame) {
   test::FakeDevice device(address);
-  device.SendLevel(Stream::fast, "bad\xFF", 1);
-  device.SendLevel(Stream::fast, "good", 2);
+  device.SendBytes(Stream::fast, "\x0A\x7F");
+  device.SendLevel(Stream::fast, "good\xFF", 2);
   const std::string file = (folder.Path() / "a.recording").string();
   Process process(Command({"--stream", "fast", "--count", "1", "--record", file}));
   EXPECT_EQ(process.Wait(), 0);
-  recording::Reader reader(file);
+  client::RecordingReader reader(file);
   EXPECT_EQ(reader.Header().source, address);
   const auto first = reader.Next();
   const auto second = reader.Next();
   ASSERT_TRUE(first && second);
-  EXPECT_THAT(first->message, HasSubstr("bad\xFF"));
-  EXPECT_THAT(second->message, HasSubstr("good"));
-  EXPECT_EQ(second->stream, recording::Stream::fast);
+  EXPECT_EQ(first->message, "\x0A\x7F");
+  EXPECT_THAT(second->message, HasSubstr("good\xFF"));
+  EXPECT_EQ(second->stream, Stream::fast);
   EXPECT_GE(second->time, first->time);
   EXPECT_FALSE(reader.Next());
   EXPECT_EQ(reader.Damage(), "");
@@ -268,7 +279,7 @@ TEST_F(Program, ServesMetricsOnThisMachineOnly) {
   text.mutable_value()->mutable_string_value()->set_data("a\\b");
   auto level = test::keyValue("a/peak");
   level.mutable_value()->set_float_value(-12.3F);
-  device.Send(Stream::fast, {level, level, text});
+  device.Send(Stream::fast, {level, level, text, test::keyValue("bad\xFF")});
   Process process(Command({"--prometheus", "0"}));
   ASSERT_TRUE(process.WaitForErrors("connected to"));
   const std::string errors = process.Errors();
@@ -283,6 +294,7 @@ TEST_F(Program, ServesMetricsOnThisMachineOnly) {
   EXPECT_THAT(page, HasSubstr("HTTP/1.1 200 OK"));
   EXPECT_THAT(page, HasSubstr("\ncorvalux_up 1\n"));
   EXPECT_THAT(page, HasSubstr("\ncorvalux_messages_total{stream=\"fast\"} 1\n"));
+  EXPECT_THAT(page, HasSubstr("\ncorvalux_repaired_texts_total{stream=\"fast\"} 1\n"));
   EXPECT_THAT(page, HasSubstr("\ncorvalux_value{stream=\"fast\",key=\"a/peak\"} -12.3\n# HELP corvalux_text"));
   EXPECT_THAT(page, HasSubstr("\ncorvalux_text{stream=\"fast\",key=\"na\\\"me\",text=\"a\\\\b\"} 1\n"));
   EXPECT_THAT(Get(port, "/other"), HasSubstr("404"));

@@ -11,8 +11,9 @@
 #include "monitor/screen/Terminal.h"
 #include "monitor/screen/Ui.h"
 #include "monitor/screen/View.h"
+#include "monitor/text/Columns.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -27,17 +28,18 @@ class ScreenTest : public testing::Test {
  protected:
   ScreenTest() { std::setlocale(LC_CTYPE, "C.UTF-8"); }
 
-  void Show(std::vector<Entry> fast, std::vector<Entry> slow = {}, std::vector<std::vector<Entry>> changes = {}) {
+  void Show(std::vector<client::Entry> fast, std::vector<client::Entry> slow = {},
+            std::vector<std::vector<client::Entry>> changes = {}) {
     News news;
-    news.state.phase = ConnectionState::Phase::connected;
-    news.fast = MessageOf(Stream::fast, std::move(fast));
-    news.slow = MessageOf(Stream::slow, std::move(slow));
-    for (auto& change : changes) news.changes.push_back(MessageOf(Stream::changes, std::move(change)));
+    news.state.phase = client::ConnectionState::Phase::connected;
+    news.fast = MessageOf(client::Stream::fast, std::move(fast));
+    news.slow = MessageOf(client::Stream::slow, std::move(slow));
+    for (auto& change : changes) news.changes.push_back(MessageOf(client::Stream::changes, std::move(change)));
     board.Take(std::move(news), now);
   }
 
-  static Message MessageOf(Stream stream, std::vector<Entry> entries) {
-    Message message;
+  static client::Message MessageOf(client::Stream stream, std::vector<client::Entry> entries) {
+    client::Message message;
     message.stream = stream;
     message.arrival = {{}, now};
     message.entries = std::move(entries);
@@ -70,8 +72,8 @@ class ScreenTest : public testing::Test {
   }
 
   /// Inputs with levels, as many as told.
-  static std::vector<Entry> Inputs(int count) {
-    std::vector<Entry> entries;
+  static std::vector<client::Entry> Inputs(int count) {
+    std::vector<client::Entry> entries;
     for (int i = 1; i <= count; ++i) entries.push_back({"input/" + std::to_string(i) + "/peak", -20.0F});
     return entries;
   }
@@ -145,7 +147,8 @@ TEST_F(ScreenTest, ShowsLevelsByGroupsValuesAndChanges) {
 
 TEST_F(ScreenTest, SaysWhyThereIsNoConnection) {
   News news;
-  news.state = {ConnectionState::Phase::waiting, "Connection refused", std::chrono::milliseconds(1500), false, false};
+  news.state = {client::ConnectionState::Phase::waiting, "Connection refused", std::chrono::milliseconds(1500), false,
+                false};
   board.Take(std::move(news), now);
   const std::string screen = Screen(24, 80);
   EXPECT_THAT(screen, HasSubstr("○ offline"));
@@ -156,7 +159,7 @@ TEST_F(ScreenTest, ALongReasonGoesOnInTheNextRowWithoutBreakingAGlyph) {
   News news;
   std::string reason;
   for (int i = 0; i < 30; ++i) reason += "é音";
-  news.state = {ConnectionState::Phase::ended, reason, {}, false, false};
+  news.state = {client::ConnectionState::Phase::ended, reason, {}, false, false};
   board.Take(std::move(news), now);
   for (int columns = 54; columns < 60; ++columns) {
     std::string text;
@@ -275,4 +278,4 @@ TEST_F(ScreenTest, CommandsDoWhatTheHelpSays) {
   EXPECT_TRUE(ui.Quit());
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

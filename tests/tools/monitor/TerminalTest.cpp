@@ -8,13 +8,14 @@
 #include <sstream>
 #include <thread>
 
-#include "FakeDevice.h"
 #include "support/Deadline.h"
+#include "support/FakeDevice.h"
 #include "support/TempDir.h"
 
 namespace {
 
-using monitor::Stream;
+namespace client = ::corvalux::client;
+using client::Stream;
 using testing::HasSubstr;
 
 /// The monitor in a terminal of its own, which tmux plays.
@@ -155,11 +156,12 @@ TEST_F(TerminalTest, HasColoursAndWorksWithoutThem) {
   ExpectOnScreen({" Voix – côté … ███"});
 }
 
-TEST_F(TerminalTest, AMessageThatIsNotUtf8IsCountedOnTheScreen) {
+TEST_F(TerminalTest, WhatIsNotUtf8OrDamagedIsCountedOnTheScreen) {
   device.SendLevel(Stream::fast, "bad\xFF", 1);
+  device.SendBytes(Stream::fast, "\x0A\x7F");
   SendAll();
-  Open(80, 30);
-  ExpectOnScreen({"1 rejected", " Voix – côté … ███"});
+  Open(100, 30);
+  ExpectOnScreen({"1 rejected", "1 repaired", " Voix – côté cour ███"});
 }
 
 TEST_F(TerminalTest, TellsThatTheServerWentAway) {

@@ -4,14 +4,14 @@
 #include <variant>
 #include <vector>
 
-#include "message.pb.h"
+#include "streams_bytes.pb.h"
 
 namespace replay {
 
 namespace {
 
-using ::corvalux::replay::AnyValue;
-using ::corvalux::replay::Message;
+using ::corvalux::bytes::AnyValue;
+using ::corvalux::bytes::Meter;
 
 constexpr int32_t noKind = -1;
 
@@ -22,7 +22,7 @@ std::vector<Element> elementsOf(const google::protobuf::RepeatedField<Element>& 
 
 sim::Value hostValueOf(const AnyValue& value) {
   switch (value.value_case()) {
-    case AnyValue::kText: return value.text().data();
+    case AnyValue::kStringValue: return value.string_value().data();
     case AnyValue::kFloatValue: return value.float_value();
     case AnyValue::kIntValue: return value.int_value();
     case AnyValue::kUintValue: return value.uint_value();
@@ -40,7 +40,7 @@ struct Sent {
   AnyValue& value;
 
   // As a C string: that is how the host hands a text over.
-  void operator()(const std::string& v) const { value.mutable_text()->set_data(v.c_str()); }
+  void operator()(const std::string& v) const { value.mutable_string_value()->set_data(v.c_str()); }
   void operator()(float v) const { value.set_float_value(v); }
   void operator()(int32_t v) const { value.set_int_value(v); }
   void operator()(uint32_t v) const { value.set_uint_value(v); }
@@ -57,7 +57,7 @@ struct Sent {
 };
 
 std::string sentFor(const sim::KeyValues& list) {
-  Message message;
+  Meter message;
   for (const sim::NamedValue& named : list) {
     auto& entry = *message.add_entries();
     entry.set_key(named.key.c_str());
@@ -69,7 +69,7 @@ std::string sentFor(const sim::KeyValues& list) {
 }  // namespace
 
 std::optional<sim::KeyValues> hostValuesOf(const std::string& bytes) {
-  Message message;
+  Meter message;
   if (!message.ParseFromString(bytes)) return std::nullopt;
   sim::KeyValues list;
   for (const auto& entry : message.entries()) list.push_back({entry.key(), hostValueOf(entry.value())});

@@ -10,14 +10,16 @@ namespace replay {
 
 namespace {
 
+namespace client = ::corvalux::client;
+
 constexpr Seconds shortestGap{0.001};
 constexpr Seconds longestGap{1};
 
-sim::Event eventOf(recording::Stream stream) {
+sim::Event eventOf(client::Stream stream) {
   switch (stream) {
-    case recording::Stream::fast: return sim::Event::meterFast;
-    case recording::Stream::slow: return sim::Event::meterSlow;
-    case recording::Stream::changes: break;
+    case client::Stream::fast: return sim::Event::meterFast;
+    case client::Stream::slow: return sim::Event::meterSlow;
+    case client::Stream::changes: break;
   }
   return sim::Event::changes;
 }
@@ -53,7 +55,7 @@ Seconds Tape::End() const {
 
 std::optional<Step> Tape::Next() {
   if (!ahead) return std::nullopt;
-  const recording::Record record = std::move(*ahead);
+  const ::corvalux::client::Record record = std::move(*ahead);
   ahead.reset();
   auto list = hostValuesOf(record.message);
   if (!list) {

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "client/Recording.h"
 #include "engine/Engine.h"
 #include "engine/KeyValues.h"
-#include "recording/Recording.h"
 
 namespace replay {
 
@@ -44,8 +44,8 @@ class Tape {
   const std::string path;
   const bool loop;
   std::string failure;
-  std::optional<recording::Reader> reader;
-  std::optional<recording::Record> ahead;
+  std::optional<::corvalux::client::RecordingReader> reader;
+  std::optional<::corvalux::client::Record> ahead;
   Seconds begin{0};    // of this pass, since the first list
   Seconds first{0};    // in the recording's time
   Seconds last{0};     // the same

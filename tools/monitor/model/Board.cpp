@@ -2,16 +2,16 @@
 
 #include <utility>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 void Board::Take(News arrived, std::chrono::steady_clock::time_point now) {
   latest = std::move(arrived);
   if (latest.fast) fast.Take(latest.fast->entries, now);
   if (latest.slow) {
     slow.Take(latest.slow->entries, now);
-    for (const Entry& entry : latest.slow->entries) Learn(entry.key, describe(entry.value));
+    for (const client::Entry& entry : latest.slow->entries) Learn(entry.key, client::describe(entry.value));
   }
-  for (const Message& message : latest.changes) Log(message);
+  for (const client::Message& message : latest.changes) Log(message);
 }
 
 void Board::ResetHolds() {
@@ -25,10 +25,10 @@ void Board::Learn(const std::string& key, const std::string& value) {
   if (entry.value != value) entry = {value, std::move(entry.value)};
 }
 
-void Board::Log(const Message& message) {
-  for (const Entry& entry : message.entries) {
+void Board::Log(const client::Message& message) {
+  for (const client::Entry& entry : message.entries) {
     if (lastPart(entry.key) == "counter") continue;
-    const std::string after = describe(entry.value);
+    const std::string after = client::describe(entry.value);
     Learn(entry.key, after);
     changes.push_front({message.arrival.wall, entry.key, known[entry.key].before, after});
   }
@@ -40,4 +40,4 @@ std::string Board::LabelOf(const std::string& prefix) const {
   return name == known.end() || name->second.value.empty() ? prefix : name->second.value;
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -7,7 +7,7 @@
 #include "monitor/model/Inbox.h"
 #include "monitor/model/Strips.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// A changed value.
 struct ChangeLine {
@@ -46,7 +46,7 @@ class Board {
   };
 
   void Learn(const std::string& key, const std::string& value);
-  void Log(const Message& message);
+  void Log(const client::Message& message);
 
   const std::string address;
   Strips fast;
@@ -56,4 +56,4 @@ class Board {
   News latest;
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -3,13 +3,13 @@
 #include <iterator>
 #include <utility>
 
-namespace monitor {
+namespace corvalux::monitor {
 
-void Inbox::Take(Message message) {
+void Inbox::Take(client::Message message) {
   const std::lock_guard lock(mutex);
   statistics.at(indexOf(message.stream)).Take(message);
   if (!message.valid) return;
-  if (message.stream != Stream::changes) {
+  if (message.stream != client::Stream::changes) {
     meters.at(indexOf(message.stream)) = std::move(message);
     return;
   }
@@ -17,12 +17,12 @@ void Inbox::Take(Message message) {
   if (changes.size() > changesLimit) changes.pop_front();
 }
 
-void Inbox::Change(const ConnectionState& state) {
+void Inbox::Change(const client::ConnectionState& state) {
   const std::lock_guard lock(mutex);
   connection = state;
   connectionSince = std::chrono::steady_clock::now();
-  if (state.phase == ConnectionState::Phase::connecting) {
-    for (Statistics& each : statistics) each.Interrupt();
+  if (state.phase == client::ConnectionState::Phase::connecting) {
+    for (StreamStatistics& each : statistics) each.Interrupt();
   }
 }
 
@@ -43,4 +43,4 @@ News Inbox::Peek() {
 
 News Inbox::PeekLocked() const { return {std::nullopt, std::nullopt, {}, connection, connectionSince, statistics}; }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -33,4 +33,4 @@ double bandDeflection(double db) {
   return std::isnan(db) ? 0 : std::clamp((db - lowest) / -lowest, 0.0, 1.0);
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

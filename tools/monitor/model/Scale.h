@@ -1,6 +1,6 @@
 #pragma once
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// dBFS. What is lower is shown as silence.
 constexpr double floorDb = -120;
@@ -13,4 +13,4 @@ double deflection(double db);
 /// down.
 double bandDeflection(double db);
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

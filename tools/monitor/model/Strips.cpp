@@ -5,7 +5,7 @@
 
 #include "monitor/model/Scale.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -19,12 +19,12 @@ struct ToNumber {
 
 double clipped(double level) { return std::isnan(level) ? floorDb : std::max(level, floorDb); }
 
-bool isLevel(const Value& value) {
+bool isLevel(const client::Value& value) {
   return std::holds_alternative<float>(value) || std::holds_alternative<double>(value);
 }
 
 /// Puts the value where it belongs; a key that repeats joins the others.
-void place(Strip& strip, std::string_view name, const Value& value) {
+void place(Strip& strip, std::string_view name, const client::Value& value) {
   if (isLevel(value) && (name == "peak" || name == "level") && !strip.peak) {
     strip.peak = clipped(*numberOf(value));
   } else if (isLevel(value) && name == "rms" && !strip.rms) {
@@ -45,12 +45,12 @@ std::string_view prefixOf(std::string_view key) {
   return slash == std::string_view::npos ? std::string_view() : key.substr(0, slash);
 }
 
-std::optional<double> numberOf(const Value& value) { return std::visit(ToNumber(), value); }
+std::optional<double> numberOf(const client::Value& value) { return std::visit(ToNumber(), value); }
 
-void Strips::Take(const std::vector<Entry>& entries, Clock::time_point now) {
+void Strips::Take(const std::vector<client::Entry>& entries, Clock::time_point now) {
   strips.clear();
   places.clear();
-  for (const Entry& entry : entries) place(StripOf(prefixOf(entry.key)), lastPart(entry.key), entry.value);
+  for (const client::Entry& entry : entries) place(StripOf(prefixOf(entry.key)), lastPart(entry.key), entry.value);
   for (Strip& strip : strips) {
     if (strip.HasLevel()) strip.hold = Held(strip.prefix, strip.peak ? *strip.peak : *strip.rms, now);
   }
@@ -76,4 +76,4 @@ double Strips::Held(const std::string& prefix, double level, Clock::time_point n
   return hold.level;
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

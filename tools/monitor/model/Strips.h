@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "monitor/values/Value.h"
+#include "client/Value.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// The last part of a key: "peak" of "input/1/peak".
 std::string_view lastPart(std::string_view key);
@@ -16,7 +16,7 @@ std::string_view lastPart(std::string_view key);
 std::string_view prefixOf(std::string_view key);
 
 /// The value as a number, for every kind that is one number.
-std::optional<double> numberOf(const Value& value);
+std::optional<double> numberOf(const client::Value& value);
 
 /// The values of one message whose keys begin alike: a channel, a bus.
 struct Strip {
@@ -25,7 +25,7 @@ struct Strip {
   std::optional<double> rms;   ///< dBFS
   double hold = 0;             ///< the highest level of the last seconds, dBFS; only with a level
   std::vector<float> spectrum;
-  std::vector<Entry> others;  ///< the rest, with the last part of the key as their key
+  std::vector<client::Entry> others;  ///< the rest, with the last part of the key as their key
 
   bool HasLevel() const { return peak || rms; }
 };
@@ -39,7 +39,7 @@ class Strips {
   static constexpr std::chrono::milliseconds holdTime{1500};
   static constexpr double releasePerSecond = 20;  ///< dB
 
-  void Take(const std::vector<Entry>& entries, Clock::time_point now);
+  void Take(const std::vector<client::Entry>& entries, Clock::time_point now);
 
   void ResetHolds() { holds.clear(); }
 
@@ -60,4 +60,4 @@ class Strips {
   std::unordered_map<std::string, Hold> holds;
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -48,4 +48,4 @@ HttpServer::~HttpServer() { MHD_stop_daemon(daemon); }
 
 uint16_t HttpServer::Port() const { return MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_BIND_PORT)->port; }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -6,7 +6,7 @@
 
 struct MHD_Daemon;
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// Answers GET /metrics over HTTP on 127.0.0.1, and nothing else, from its making to its end.
 class HttpServer {
@@ -28,4 +28,4 @@ class HttpServer {
   MHD_Daemon* daemon = nullptr;
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

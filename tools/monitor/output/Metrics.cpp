@@ -7,7 +7,7 @@
 #include <set>
 #include <utility>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -32,7 +32,7 @@ std::string escaped(const std::string& text) {
 /// The lines of a family of values. A series may stand there only once, so the first of keys that repeat is told.
 class Values {
  public:
-  void Add(const std::string& stream, const Entry& entry) {
+  void Add(const std::string& stream, const client::Entry& entry) {
     labels = "stream=\"" + stream + "\",key=\"" + escaped(entry.key) + "\"";
     std::visit([this](const auto& value) { Write(value); }, entry.value);
   }
@@ -50,7 +50,7 @@ class Values {
   void Write(const std::string& text) {
     if (seen.insert(labels).second) texts += "corvalux_text{" + labels + ",text=\"" + escaped(text) + "\"} 1\n";
   }
-  void Write(float number) { Line(labels, withoutTail(number)); }
+  void Write(float number) { Line(labels, client::withoutTail(number)); }
   template <typename T>
   void Write(T number) {
     Line(labels, static_cast<double>(number));
@@ -60,7 +60,7 @@ class Values {
     for (std::size_t i = 0; i < list.size(); ++i) {
       const std::string indexed = labels + ",index=\"" + std::to_string(i) + "\"";
       if constexpr (std::is_same_v<T, float>) {
-        Line(indexed, withoutTail(list[i]));
+        Line(indexed, client::withoutTail(list[i]));
       } else {
         Line(indexed, static_cast<double>(list[i]));
       }
@@ -76,12 +76,12 @@ class Values {
   std::string texts;
 };
 
-using Figure = std::function<std::optional<double>(const Statistics&)>;
+using Figure = std::function<std::optional<double>(const StreamStatistics&)>;
 
-std::string family(const std::array<Statistics, allStreams.size()>& statistics, const std::string& name,
+std::string family(const std::array<StreamStatistics, client::allStreams.size()>& statistics, const std::string& name,
                    const char* type, const char* help, const Figure& figure) {
   std::string text = "# HELP " + name + " " + help + "\n# TYPE " + name + " " + type + "\n";
-  for (const Stream stream : allStreams) {
+  for (const client::Stream stream : client::allStreams) {
     const auto number = figure(statistics.at(indexOf(stream)));
     if (number) text += name + "{stream=\"" + nameOf(stream) + "\"} " + numberText(*number) + "\n";
   }
@@ -92,22 +92,22 @@ double seconds(Clock::duration time) { return std::chrono::duration<double>(time
 
 }  // namespace
 
-void Metrics::Take(Message message) {
+void Metrics::Take(client::Message message) {
   const std::lock_guard lock(mutex);
   statistics.at(indexOf(message.stream)).Take(message);
   if (!message.valid) return;
-  if (message.stream == Stream::changes) {
-    for (Entry& entry : message.entries) changes[entry.key] = std::move(entry.value);
+  if (message.stream == client::Stream::changes) {
+    for (client::Entry& entry : message.entries) changes[entry.key] = std::move(entry.value);
   } else {
     meters.at(indexOf(message.stream)) = std::move(message);
   }
 }
 
-void Metrics::Change(const ConnectionState& state) {
+void Metrics::Change(const client::ConnectionState& state) {
   const std::lock_guard lock(mutex);
-  connected = state.phase == ConnectionState::Phase::connected;
-  if (state.phase == ConnectionState::Phase::connecting) {
-    for (Statistics& each : statistics) each.Interrupt();
+  connected = state.phase == client::ConnectionState::Phase::connected;
+  if (state.phase == client::ConnectionState::Phase::connecting) {
+    for (StreamStatistics& each : statistics) each.Interrupt();
   }
 }
 
@@ -116,27 +116,30 @@ std::string Metrics::Text() const {
   const auto now = Clock::now();
   std::string text = "# HELP corvalux_up Whether the device is connected.\n# TYPE corvalux_up gauge\ncorvalux_up ";
   text += connected ? "1\n" : "0\n";
-  const auto count = [](uint64_t (Statistics::*figure)() const) -> Figure {
-    return [figure](const Statistics& of) { return static_cast<double>((of.*figure)()); };
+  const auto count = [](uint64_t (StreamStatistics::*figure)() const) -> Figure {
+    return [figure](const StreamStatistics& of) { return static_cast<double>((of.*figure)()); };
   };
-  text += family(statistics, "corvalux_messages_total", "counter", "Messages received.", count(&Statistics::Messages));
-  text += family(statistics, "corvalux_bytes_total", "counter", "Their bytes.", count(&Statistics::Bytes));
+  text += family(statistics, "corvalux_messages_total", "counter", "Messages received.",
+                 count(&StreamStatistics::Messages));
+  text += family(statistics, "corvalux_bytes_total", "counter", "Their bytes.", count(&StreamStatistics::Bytes));
   text += family(statistics, "corvalux_rejected_total", "counter", "Messages that did not parse.",
-                 count(&Statistics::Rejected));
+                 count(&StreamStatistics::Rejected));
+  text += family(statistics, "corvalux_repaired_texts_total", "counter", "Texts that were not UTF-8.",
+                 count(&StreamStatistics::Repaired));
   text += family(statistics, "corvalux_missed_total", "counter", "Messages skipped, by the engine's counter.",
-                 count(&Statistics::Missed));
+                 count(&StreamStatistics::Missed));
   text += family(statistics, "corvalux_message_age_seconds", "gauge", "Since the newest message.",
-                 [now](const Statistics& of) -> std::optional<double> {
+                 [now](const StreamStatistics& of) -> std::optional<double> {
                    const auto age = of.Age(now);
                    return age ? std::optional(seconds(*age)) : std::nullopt;
                  });
   Values values;
   for (const auto& message : meters) {
     if (!message) continue;
-    for (const Entry& entry : message->entries) values.Add(nameOf(message->stream), entry);
+    for (const client::Entry& entry : message->entries) values.Add(nameOf(message->stream), entry);
   }
-  for (const auto& [key, value] : changes) values.Add(nameOf(Stream::changes), {key, value});
+  for (const auto& [key, value] : changes) values.Add(nameOf(client::Stream::changes), {key, value});
   return text + values.Text();
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

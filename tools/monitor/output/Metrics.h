@@ -6,26 +6,26 @@
 #include <optional>
 #include <string>
 
-#include "monitor/model/Statistics.h"
-#include "monitor/stream/Listener.h"
+#include "client/Listener.h"
+#include "monitor/model/StreamStatistics.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// The newest values and what the streams do, in Prometheus' text format.
 /// Threads: as Listener; Text on any thread.
-class Metrics : public Listener {
+class Metrics : public client::Listener {
  public:
-  void Take(Message message) override;
-  void Change(const ConnectionState& state) override;
+  void Take(client::Message message) override;
+  void Change(const client::ConnectionState& state) override;
 
   std::string Text() const;
 
  private:
   mutable std::mutex mutex;
-  std::array<std::optional<Message>, 2> meters;          // guarded by mutex; the newest
-  std::map<std::string, Value> changes;                  // guarded by mutex; the newest of each key
-  std::array<Statistics, allStreams.size()> statistics;  // guarded by mutex
-  bool connected = false;                                // guarded by mutex
+  std::array<std::optional<client::Message>, 2> meters;                // guarded by mutex; the newest
+  std::map<std::string, client::Value> changes;                        // guarded by mutex; the newest of each key
+  std::array<StreamStatistics, client::allStreams.size()> statistics;  // guarded by mutex
+  bool connected = false;                                              // guarded by mutex
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -2,43 +2,41 @@
 
 #include <cstdio>
 
-namespace monitor {
+#include "client/Utf8.h"
+#include "monitor/text/Sentences.h"
+
+namespace corvalux::monitor {
 
 namespace {
 
-void say(const std::string& sentence) { std::fprintf(stderr, "corvalux-monitor: %s\n", printable(sentence).c_str()); }
-
-std::string secondsText(std::chrono::milliseconds time) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(time.count()) / 1000);
-  return text;
+void say(const std::string& sentence) {
+  std::fprintf(stderr, "corvalux-monitor: %s\n", client::printable(sentence).c_str());
 }
 
 }  // namespace
 
-std::string sentenceOf(const ConnectionState& state, const std::string& address) {
-  std::string problem = (state.hadConnection ? "lost " : "cannot reach ") + address + ": " + state.reason;
-  switch (state.phase) {
-    case ConnectionState::Phase::connecting: return "connecting to " + address;
-    case ConnectionState::Phase::connected: return "connected to " + address;
-    case ConnectionState::Phase::waiting: return problem + "; trying again in " + secondsText(state.delay);
-    case ConnectionState::Phase::ended: break;
-  }
-  return problem;
+bool Notes::Count::Add(uint64_t more, std::chrono::steady_clock::time_point now) {
+  const bool first = number == 0;
+  number += more;
+  if (!first && now - reported < std::chrono::seconds(1)) return false;
+  reported = now;
+  return true;
 }
 
-void Notes::Take(Message message) {
-  if (message.valid) return;
+void Notes::Take(client::Message message) {
+  if (message.valid && message.repairedTexts == 0) return;
   const std::lock_guard lock(mutex);
-  Rejections& rejected = rejections.at(indexOf(message.stream));
-  ++rejected.count;
-  if (rejected.count > 1 && message.arrival.steady - rejected.reported < std::chrono::seconds(1)) return;
-  rejected.reported = message.arrival.steady;
-  say("rejected a message of the stream '" + std::string(nameOf(message.stream)) + "' (" +
-      std::to_string(message.bytes.size()) + " bytes, " + std::to_string(rejected.count) +
-      " so far): a text in it is not UTF-8, or it is damaged");
+  const std::string stream = std::string("the stream '") + nameOf(message.stream) + "'";
+  const auto now = message.arrival.steady;
+  if (auto& count = rejected.at(indexOf(message.stream)); !message.valid && count.Add(1, now)) {
+    say("rejected a message of " + stream + " (" + std::to_string(message.bytes.size()) + " bytes, " +
+        std::to_string(count.number) + " so far): it is damaged");
+  }
+  if (auto& count = repaired.at(indexOf(message.stream)); message.valid && count.Add(message.repairedTexts, now)) {
+    say("repaired a text of " + stream + " (" + std::to_string(count.number) + " so far): it is not UTF-8");
+  }
 }
 
-void Notes::Change(const ConnectionState& state) { say(sentenceOf(state, address)); }
+void Notes::Change(const client::ConnectionState& state) { say(sentenceOf(state, address)); }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

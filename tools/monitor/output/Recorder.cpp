@@ -5,20 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace monitor {
-
-namespace {
-
-recording::Stream recorded(Stream stream) {
-  switch (stream) {
-    case Stream::fast: return recording::Stream::fast;
-    case Stream::slow: return recording::Stream::slow;
-    case Stream::changes: break;
-  }
-  return recording::Stream::changes;
-}
-
-}  // namespace
+namespace corvalux::monitor {
 
 Recorder::Recorder(const std::string& path, const std::string& address, Ending& ending)
     : start(std::chrono::steady_clock::now()),
@@ -31,10 +18,10 @@ bool Recorder::Finish() {
   return !failed;
 }
 
-void Recorder::Take(Message message) {
+void Recorder::Take(client::Message message) {
   const std::lock_guard lock(mutex);
   const auto time = std::max(message.arrival.steady - start, std::chrono::steady_clock::duration(0));
-  Try([&] { writer.Write({recorded(message.stream), time, std::move(message.bytes)}); });
+  Try([&] { writer.Write({message.stream, time, std::move(message.bytes)}); });
 }
 
 /// Says once what fails.
@@ -50,4 +37,4 @@ void Recorder::Try(const Action& action) {
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -4,16 +4,16 @@
 #include <mutex>
 #include <string>
 
+#include "client/Listener.h"
+#include "client/Recording.h"
 #include "monitor/Ending.h"
-#include "monitor/stream/Listener.h"
-#include "recording/Recording.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// Writes every message to a file, as it came, those that do not parse included. A file that cannot be written any
 /// more ends the program.
 /// Threads: as Listener.
-class Recorder : public Listener {
+class Recorder : public client::Listener {
  public:
   /// Throws std::runtime_error when the file cannot be made. `ending` must outlive this.
   Recorder(const std::string& path, const std::string& address, Ending& ending);
@@ -21,8 +21,8 @@ class Recorder : public Listener {
   /// Brings all that came into the file. False when something of it is missing there.
   bool Finish();
 
-  void Take(Message message) override;
-  void Change(const ConnectionState& /*state*/) override {}
+  void Take(client::Message message) override;
+  void Change(const client::ConnectionState& /*state*/) override {}
 
  private:
   template <typename Action>
@@ -31,8 +31,8 @@ class Recorder : public Listener {
   const std::chrono::steady_clock::time_point start;
   Ending& ending;
   std::mutex mutex;
-  recording::Writer writer;  // guarded by mutex
-  bool failed = false;       // guarded by mutex
+  client::RecordingWriter writer;  // guarded by mutex
+  bool failed = false;             // guarded by mutex
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// A rectangle of the screen.
 struct Area {
@@ -16,4 +16,4 @@ struct Area {
   }
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

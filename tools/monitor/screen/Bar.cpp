@@ -7,7 +7,7 @@
 
 #include "monitor/model/Scale.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -58,4 +58,4 @@ void drawScale(Canvas& canvas, int row, int column, int end) {
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

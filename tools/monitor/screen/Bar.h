@@ -2,7 +2,7 @@
 
 #include "monitor/screen/Canvas.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 struct BarLevels {
   double peak;  ///< dBFS
@@ -19,4 +19,4 @@ void drawScale(Canvas& canvas, int row, int column, int end);
 /// The colour of a level.
 Style styleOf(double db);
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

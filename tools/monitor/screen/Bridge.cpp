@@ -1,11 +1,13 @@
 #include <algorithm>
 
+#include "monitor/model/Scale.h"
 #include "monitor/screen/Bar.h"
 #include "monitor/screen/Panels.h"
 #include "monitor/screen/Spark.h"
-#include "monitor/screen/Text.h"
+#include "monitor/text/Columns.h"
+#include "monitor/text/Text.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -31,6 +33,9 @@ struct Row {
 };
 
 std::string groupOf(const std::string& prefix) { return prefix.substr(0, prefix.find('/')); }
+
+/// "-12.3", or "-inf" for silence.
+std::string levelText(double db) { return db <= floorDb ? "-inf" : decimal(db, 1); }
 
 bool passes(const Strip& strip, const Board& board, const Ui& ui) {
   return strip.HasLevel() && (ui.Passes(strip.prefix) || ui.Passes(board.LabelOf(strip.prefix)));
@@ -80,8 +85,8 @@ void drawStrip(Canvas& canvas, int row, const Columns& columns, const Strip& str
               strip.hold >= overDb ? Style::alert : styleOf(strip.hold));
   drawSpark(canvas, row, columns.spark, columns.sparkEnd, strip.spectrum);
   std::string others;
-  for (const Entry& entry : strip.others)
-    others += (others.empty() ? "" : " ") + entry.key + " " + describe(entry.value);
+  for (const client::Entry& entry : strip.others)
+    others += (others.empty() ? "" : " ") + entry.key + " " + client::describe(entry.value);
   canvas.Text(row, columns.others, fitted(others, columns.end - columns.others), Style::faint);
 }
 
@@ -120,4 +125,4 @@ void drawMeters(Canvas& canvas, const Area& area, const Board& board, Ui& ui) {
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// What a piece of the screen is, for the terminal to colour.
 enum class Style { plain, faint, strong, title, good, warm, hot, alert, mark, selected };
@@ -42,14 +42,4 @@ class Canvas {
   std::vector<Cell> cells;
 };
 
-/// The next glyph of valid UTF-8, removed from the text, which must not be empty; U+FFFD for what is not valid.
-char32_t takeGlyph(std::string_view& text);
-void appendUtf8(std::string& text, char32_t glyph);
-/// How many columns a text takes.
-int widthOf(std::string_view text);
-/// As many glyphs as there are columns for, removed from the text.
-std::string_view takeColumns(std::string_view& text, int width);
-/// The text, cut with an ellipsis where it is wider.
-std::string fitted(std::string_view text, int width);
-
-}  // namespace monitor
+}  // namespace corvalux::monitor

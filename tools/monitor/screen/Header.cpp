@@ -1,11 +1,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "monitor/output/Notes.h"
 #include "monitor/screen/Panels.h"
-#include "monitor/screen/Text.h"
+#include "monitor/text/Columns.h"
+#include "monitor/text/Sentences.h"
+#include "monitor/text/Text.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -23,7 +24,7 @@ std::string padded(const std::string& text, int width) {
 }
 
 /// The most important first: what does not fit is left out at the end.
-std::vector<Figure> figuresOf(const Statistics& statistics, Clock::time_point now) {
+std::vector<Figure> figuresOf(const StreamStatistics& statistics, Clock::time_point now) {
   const auto age = statistics.Age(now);
   const bool stale = age && *age > std::chrono::seconds(5);
   std::vector<Figure> figures = {
@@ -31,6 +32,9 @@ std::vector<Figure> figuresOf(const Statistics& statistics, Clock::time_point no
       {age ? durationText(*age) + " old" : "none yet", stale ? Style::warm : Style::plain, 11}};
   if (statistics.Rejected() > 0) {
     figures.push_back({std::to_string(statistics.Rejected()) + " rejected", Style::hot, 12});
+  }
+  if (statistics.Repaired() > 0) {
+    figures.push_back({std::to_string(statistics.Repaired()) + " repaired", Style::warm, 12});
   }
   if (statistics.HasCounter() || statistics.Missed() > 0) {
     const Style style = statistics.Missed() > 0 ? Style::warm : Style::plain;
@@ -44,7 +48,7 @@ std::vector<Figure> figuresOf(const Statistics& statistics, Clock::time_point no
   return figures;
 }
 
-void drawStream(Canvas& canvas, const Area& area, Stream stream, const Board& board, Clock::time_point now,
+void drawStream(Canvas& canvas, const Area& area, client::Stream stream, const Board& board, Clock::time_point now,
                 bool tight) {
   int column = canvas.Text(area.row, area.column, nameOf(stream), Style::faint, area.EndColumn());
   if (!tight) column = std::max(column, area.column + 7);
@@ -56,12 +60,12 @@ void drawStream(Canvas& canvas, const Area& area, Stream stream, const Board& bo
 }
 
 /// A word for narrow screens, and how it is marked.
-std::pair<std::string, Style> badgeOf(const ConnectionState& state) {
+std::pair<std::string, Style> badgeOf(const client::ConnectionState& state) {
   switch (state.phase) {
-    case ConnectionState::Phase::connected: return {"● live", Style::title};
-    case ConnectionState::Phase::connecting: return {"○ connecting", Style::title};
-    case ConnectionState::Phase::waiting: return {"○ offline", Style::alert};
-    case ConnectionState::Phase::ended: break;
+    case client::ConnectionState::Phase::connected: return {"● live", Style::title};
+    case client::ConnectionState::Phase::connecting: return {"○ connecting", Style::title};
+    case client::ConnectionState::Phase::waiting: return {"○ offline", Style::alert};
+    case client::ConnectionState::Phase::ended: break;
   }
   return {"○ ended", Style::alert};
 }
@@ -81,9 +85,9 @@ void drawTitleRow(Canvas& canvas, const Area& area, const Board& board, const Ui
 
 void drawHeader(Canvas& canvas, const Area& area, const Board& board, const Ui& ui, Clock::time_point now) {
   drawTitleRow(canvas, area, board, ui);
-  const ConnectionState& state = board.Latest().state;
+  const client::ConnectionState& state = board.Latest().state;
   const Area line{area.row + 1, area.column + 1, 1, area.columns - 2};
-  if (state.phase == ConnectionState::Phase::waiting || state.phase == ConnectionState::Phase::ended) {
+  if (state.phase == client::ConnectionState::Phase::waiting || state.phase == client::ConnectionState::Phase::ended) {
     // One row is enough to say; more rows say all of it.
     const std::string sentence = sentenceOf(state, board.Address());
     std::string_view rest = sentence;
@@ -95,13 +99,13 @@ void drawHeader(Canvas& canvas, const Area& area, const Board& board, const Ui& 
     return;
   }
   const bool together = area.rows < 4;
-  for (std::size_t i = 0; i < allStreams.size(); ++i) {
+  for (std::size_t i = 0; i < client::allStreams.size(); ++i) {
     const int part = line.columns / 3;
     const auto place = static_cast<int>(i);
     const Area cell = together ? Area{line.row, line.column + place * part, 1, part - 1}
                                : Area{line.row + place, line.column, 1, line.columns};
-    drawStream(canvas, cell, allStreams.at(i), board, now, together);
+    drawStream(canvas, cell, client::allStreams.at(i), board, now, together);
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

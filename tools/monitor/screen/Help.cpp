@@ -2,8 +2,9 @@
 #include <array>
 
 #include "monitor/screen/Panels.h"
+#include "monitor/text/Columns.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -64,4 +65,4 @@ void drawHelp(Canvas& canvas) {
   canvas.Text(top, left + 2, " corvalux-monitor ", Style::strong, left + width - 1);
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

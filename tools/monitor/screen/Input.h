@@ -1,6 +1,6 @@
 #pragma once
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// What a person does at the terminal.
 struct Input {
@@ -26,4 +26,4 @@ struct Input {
   int column = 0;
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

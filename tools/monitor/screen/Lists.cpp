@@ -2,9 +2,10 @@
 
 #include "monitor/screen/Panels.h"
 #include "monitor/screen/Spark.h"
-#include "monitor/screen/Text.h"
+#include "monitor/text/Columns.h"
+#include "monitor/text/Text.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -13,7 +14,7 @@ constexpr int cellWidth = 36;
 /// One value that is no level.
 struct Item {
   std::string key;
-  const Value* value;
+  const client::Value* value;
 };
 
 /// Strips with a level show theirs in the bridge; names are shown as labels.
@@ -23,7 +24,7 @@ std::vector<Item> itemsOf(const Board& board, const Ui& ui) {
     for (const Strip& strip : strips->All()) {
       const std::string before = strip.prefix.empty() ? "" : strip.prefix + "/";
       if (strip.HasLevel()) continue;
-      for (const Entry& entry : strip.others) {
+      for (const client::Entry& entry : strip.others) {
         std::string key = before + entry.key;
         if (entry.key != "name" && entry.key != "counter" && ui.Passes(key))
           items.push_back({std::move(key), &entry.value});
@@ -35,7 +36,7 @@ std::vector<Item> itemsOf(const Board& board, const Ui& ui) {
 
 void drawItem(Canvas& canvas, const Area& cell, const Item& item, int keyWidth) {
   const auto* numbers = std::get_if<std::vector<float>>(item.value);
-  const std::string text = describe(*item.value);
+  const std::string text = client::describe(*item.value);
   canvas.Text(cell.row, cell.column, fitted(item.key, keyWidth), Style::faint);
   const int column = cell.column + keyWidth + 1;
   if (numbers && numbers->size() > 3) {
@@ -115,4 +116,4 @@ void drawChanges(Canvas& canvas, const Area& area, const Board& board, Ui& ui) {
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -7,7 +7,7 @@
 #include "monitor/screen/Canvas.h"
 #include "monitor/screen/Ui.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// The pieces of the screen. Each draws into its area only, and shows as much as fits.
 
@@ -35,4 +35,4 @@ void drawTitle(Canvas& canvas, const Area& area, const std::string& title, const
 int metersRows(const Board& board, const Ui& ui);
 int valuesRows(const Board& board, const Ui& ui, int columns);
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -7,7 +7,7 @@
 #include "monitor/model/Scale.h"
 #include "monitor/screen/Bar.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -52,4 +52,4 @@ int drawSpark(Canvas& canvas, int row, int begin, int end, const std::vector<flo
   return begin + wide;
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

@@ -4,7 +4,7 @@
 
 #include "monitor/screen/Canvas.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// True for what can be levels in dBFS: nothing far above 0, and something well below.
 bool areLevels(const std::vector<float>& numbers);
@@ -13,4 +13,4 @@ bool areLevels(const std::vector<float>& numbers);
 /// scale, other numbers between 0 or their lowest and their highest. Returns the column behind it.
 int drawSpark(Canvas& canvas, int row, int column, int end, const std::vector<float>& numbers);
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

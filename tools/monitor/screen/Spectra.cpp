@@ -5,8 +5,9 @@
 #include "monitor/screen/Bar.h"
 #include "monitor/screen/Panels.h"
 #include "monitor/screen/Spark.h"
+#include "monitor/text/Columns.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -60,4 +61,4 @@ void drawSpectra(Canvas& canvas, const Area& area, const Board& board, const Ui&
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

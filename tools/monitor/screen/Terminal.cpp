@@ -6,12 +6,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <clocale>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -122,13 +121,6 @@ Input characterInput(wint_t character) {
 
 }  // namespace
 
-void useUtf8() {
-  std::setlocale(LC_ALL, "");
-  const auto isSet = [](const char* name) { return std::getenv(name) && *std::getenv(name); };
-  if (isSet("LC_ALL") || isSet("LC_CTYPE") || isSet("LANG")) return;
-  std::setlocale(LC_CTYPE, "C.UTF-8");
-}
-
 Terminal::Terminal() {
   const char* name = std::getenv("TERM");
   SCREEN* screen = newterm(nullptr, stdout, stdin);
@@ -204,4 +196,4 @@ std::optional<Input> Terminal::Next() {
   }
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

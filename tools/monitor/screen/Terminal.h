@@ -5,7 +5,7 @@
 #include "monitor/screen/Canvas.h"
 #include "monitor/screen/Input.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// The terminal as a full screen, from its making to its end. What libraries write to stderr meanwhile would spoil it,
 /// so it is kept and written at the end.
@@ -33,7 +33,4 @@ class Terminal {
   int errors = -1;      ///< stderr as it was
 };
 
-/// Makes the C library read and write UTF-8, unless the user asked for something else.
-void useUtf8();
-
-}  // namespace monitor
+}  // namespace corvalux::monitor

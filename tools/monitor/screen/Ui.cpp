@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "monitor/screen/Canvas.h"
+#include "client/Utf8.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -14,11 +14,6 @@ constexpr int everything = 1'000'000;
 constexpr std::array panels = {Panel::meters, Panel::values, Panel::changes};
 
 char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
-
-void removeLastGlyph(std::string& text) {
-  while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80) text.pop_back();
-  if (!text.empty()) text.pop_back();
-}
 
 }  // namespace
 
@@ -50,8 +45,8 @@ void Ui::Take(const Input& input) {
 
 void Ui::Type(const Input& input) {
   using Kind = Input::Kind;
-  if (input.kind == Kind::character && input.character >= U' ') appendUtf8(filter, input.character);
-  if (input.kind == Kind::backspace) removeLastGlyph(filter);
+  if (input.kind == Kind::character && input.character >= U' ') client::appendGlyph(filter, input.character);
+  if (input.kind == Kind::backspace) client::removeLastGlyph(filter);
   if (input.kind == Kind::escape) filter.clear();
   if (input.kind == Kind::enter || input.kind == Kind::escape) typing = false;
 }
@@ -109,4 +104,4 @@ const Panel* Ui::PanelAt(int row, int column) const {
   return found == panels.end() ? nullptr : found;
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

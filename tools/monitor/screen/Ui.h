@@ -8,7 +8,7 @@
 #include "monitor/screen/Area.h"
 #include "monitor/screen/Input.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 enum class Panel { meters, values, changes };
 constexpr std::size_t panelCount = 3;
@@ -63,4 +63,4 @@ class Ui {
   std::array<int, panelCount> first{};
 };
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

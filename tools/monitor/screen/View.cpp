@@ -4,7 +4,7 @@
 
 #include "monitor/screen/Panels.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 namespace {
 
@@ -64,4 +64,4 @@ void draw(Canvas& canvas, const Board& board, Ui& ui, std::chrono::steady_clock:
   if (ui.Help()) drawHelp(canvas);
 }
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

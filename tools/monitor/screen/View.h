@@ -6,7 +6,7 @@
 #include "monitor/screen/Canvas.h"
 #include "monitor/screen/Ui.h"
 
-namespace monitor {
+namespace corvalux::monitor {
 
 /// Where the panels stand on a screen of this size; panels without room have no rows.
 struct Layout {
@@ -24,4 +24,4 @@ Layout layoutOf(int rows, int columns, const Board& board, const Ui& ui);
 /// Draws everything, as much of it as the canvas has room for.
 void draw(Canvas& canvas, const Board& board, Ui& ui, std::chrono::steady_clock::time_point now);
 
-}  // namespace monitor
+}  // namespace corvalux::monitor

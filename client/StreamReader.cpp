@@ -1,0 +1,69 @@
+#include "client/StreamReader.h"
+
+#include <grpcpp/generic/generic_stub.h>
+
+#include <utility>
+#include <vector>
+
+#include "client/Decode.h"
+
+namespace corvalux::client {
+
+namespace {
+
+::grpc::ByteBuffer emptyMessage() {
+  const ::grpc::Slice nothing;
+  return {&nothing, 1};
+}
+
+std::string bytesOf(const ::grpc::ByteBuffer& buffer) {
+  std::vector<::grpc::Slice> slices;
+  std::string bytes;
+  if (!buffer.Dump(&slices).ok()) return bytes;
+  bytes.reserve(buffer.Length());
+  for (const ::grpc::Slice& slice : slices) bytes.append(reinterpret_cast<const char*>(slice.begin()), slice.size());
+  return bytes;
+}
+
+Message messageOf(Stream stream, const ::grpc::ByteBuffer& buffer) {
+  Message message;
+  message.stream = stream;
+  message.arrival = {std::chrono::system_clock::now(), std::chrono::steady_clock::now()};
+  message.bytes = bytesOf(buffer);
+  auto decoded = decode(message.bytes);
+  message.valid = decoded.has_value();
+  if (!decoded) return message;
+  message.entries = std::move(decoded->entries);
+  message.repairedTexts = decoded->repairedTexts;
+  return message;
+}
+
+}  // namespace
+
+StreamReader::StreamReader(std::shared_ptr<::grpc::Channel> channel, Stream stream, Listener& listener, Owner& owner)
+    : channel(std::move(channel)), stream(stream), listener(listener), owner(owner), request(emptyMessage()) {}
+
+void StreamReader::Start() {
+  received = false;  // also shows all that was set up to the threads of the reactions
+  ::grpc::GenericStub(channel).PrepareBidiStreamingCall(&context, methodOf(stream), {}, this);
+  StartRead(&buffer);
+  StartWriteLast(&request, {});
+  StartCall();
+}
+
+/// The request leaves only over a connection that stands.
+void StreamReader::OnWriteDone(bool ok) {
+  if (ok && !received) owner.OnConnected();
+}
+
+void StreamReader::OnReadDone(bool ok) {
+  if (!ok) return;
+  if (!received.exchange(true)) owner.OnConnected();
+  listener.Take(messageOf(stream, buffer));
+  buffer.Clear();
+  StartRead(&buffer);
+}
+
+void StreamReader::OnDone(const ::grpc::Status& status) { owner.OnStreamEnded(stream, status, received); }
+
+}  // namespace corvalux::client

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/Listener.h"
+#include "monitor/Ending.h"
+
+namespace corvalux::monitor {
+
+/// Waits for the first valid message of each meter stream that was asked for; of the changes it takes what comes, since
+/// they may well be silent. Ends the program as soon as it has all; at once when connected, if only changes were asked
+/// for.
+/// Threads: as Listener; Table and Report once the feed has ended.
+class FirstMessages : public client::Listener {
+ public:
+  FirstMessages(std::string address, std::vector<client::Stream> streams, Ending& ending);
+
+  void Take(client::Message message) override;
+  void Change(const client::ConnectionState& state) override;
+
+  /// What the program ends with: that of `ending`, but an error of its own when messages are missing.
+  ExitCode Result(ExitCode code) const;
+  /// All entries, a line each, with a line of titles.
+  std::string Table() const;
+  /// One line about the device, without a line's end.
+  std::string Report() const;
+
+ private:
+  void Look();
+  std::string Finding() const;
+
+  const std::string address;
+  const std::vector<client::Stream> streams;
+  Ending& ending;
+  const std::chrono::steady_clock::time_point start;
+  mutable std::mutex mutex;
+  std::array<std::optional<client::Message>, client::allStreams.size()> messages;  // guarded by mutex
+  client::ConnectionState state;                                                   // guarded by mutex
+  bool complete = false;                                                           // guarded by mutex
+  std::string problem;  // guarded by mutex; why the last attempt ended
+};
+
+}  // namespace corvalux::monitor

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "client/Listener.h"
+
+namespace corvalux::monitor {
+
+/// What the state means, as a sentence about the address.
+std::string sentenceOf(const client::ConnectionState& state, const std::string& address);
+
+}  // namespace corvalux::monitor
