@@ -18,13 +18,13 @@
 #include <utility>
 #include <vector>
 
-#include "engine/Instance.h"
-#include "engine/LoadedModule.h"
-#include "engine/Log.h"
 #include "fanout/Sockets.h"
 #include "fanout/client/Subscribers.h"
 #include "fanout/server/GrpcServer.h"
 #include "meanwhile/Probe.h"
+#include "sim/Instance.h"
+#include "sim/LoadedModule.h"
+#include "sim/Log.h"
 #include "support/Wire.h"
 
 namespace {

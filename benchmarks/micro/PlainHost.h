@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "corvalux/host.h"
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 /// What a KeyValueList points to here: entries, and nothing that checks how they are used.
 struct CorvaluxKeyValueList {

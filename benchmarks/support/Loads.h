@@ -3,7 +3,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace bench {
 

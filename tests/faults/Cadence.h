@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/Engine.h"
-#include "engine/Ticker.h"
+#include "sim/Engine.h"
+#include "sim/Ticker.h"
 #include "support/StreamClient.h"
 
 namespace test {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/Ticker.h"
 #include "faults/OtherHost.h"
+#include "sim/Ticker.h"
 #include "support/ModuleTest.h"
 #include "support/Process.h"
 #include "support/StreamClient.h"

@@ -11,8 +11,8 @@
 #include <memory>
 #include <random>
 
-#include "engine/Ticker.h"
 #include "faults/FaultyClient.h"
+#include "sim/Ticker.h"
 #include "support/ModuleTest.h"
 #include "support/ProcessUse.h"
 #include "support/StreamClient.h"

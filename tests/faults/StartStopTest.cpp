@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "engine/Ticker.h"
 #include "faults/FaultyClient.h"
+#include "sim/Ticker.h"
 #include "support/ModuleTest.h"
 #include "support/ProcessUse.h"
 

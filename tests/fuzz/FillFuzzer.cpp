@@ -3,13 +3,13 @@
 #include <string>
 #include <vector>
 
-#include "engine/Engine.h"
-#include "engine/Misuse.h"
 #include "fuzz/ByteReader.h"
 #include "fuzz/Check.h"
 #include "fuzz/Subscription.h"
 #include "fuzz/WireModel.h"
 #include "module/grpc/grpc.h"
+#include "sim/Engine.h"
+#include "sim/Misuse.h"
 
 namespace {
 

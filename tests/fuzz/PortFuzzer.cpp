@@ -6,10 +6,10 @@
 
 #include <cstring>
 
-#include "engine/Instance.h"
-#include "engine/LoadedModule.h"
-#include "engine/Misuse.h"
 #include "fuzz/Check.h"
+#include "sim/Instance.h"
+#include "sim/LoadedModule.h"
+#include "sim/Misuse.h"
 #include "support/StreamClient.h"
 #include "support/TempDir.h"
 

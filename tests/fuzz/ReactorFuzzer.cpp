@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "engine/Log.h"
 #include "fuzz/ByteReader.h"
 #include "fuzz/Check.h"
 #include "fuzz/Subscription.h"
+#include "sim/Log.h"
 
 namespace {
 

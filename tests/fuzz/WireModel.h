@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace fuzz {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <list>
 
-#include "engine/Ticker.h"
 #include "live/LiveTest.h"
+#include "sim/Ticker.h"
 
 namespace {
 

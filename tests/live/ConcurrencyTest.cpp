@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "engine/Ticker.h"
 #include "live/LiveTest.h"
+#include "sim/Ticker.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/Ticker.h"
 #include "live/LiveTest.h"
+#include "sim/Ticker.h"
 #include "support/Process.h"
 
 namespace {

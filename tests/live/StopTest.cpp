@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "engine/Ticker.h"
 #include "live/LiveTest.h"
+#include "sim/Ticker.h"
 #include "support/Process.h"
 
 namespace {

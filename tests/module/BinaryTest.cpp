@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/LoadedModule.h"
+#include "sim/LoadedModule.h"
 #include "support/ModuleTest.h"
 
 namespace {

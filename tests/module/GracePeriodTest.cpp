@@ -21,9 +21,9 @@
 #include <utility>
 #include <vector>
 
-#include "engine/Ticker.h"
 #include "module/RecordedTest.h"
 #include "module/Signals.h"
+#include "sim/Ticker.h"
 #include "support/Process.h"
 #include "support/StreamClient.h"
 

@@ -1,6 +1,6 @@
 #include "module/Journal.h"
 
-#include "engine/Log.h"
+#include "sim/Log.h"
 #include "support/HeapUse.h"
 
 namespace test {

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/Engine.h"
 #include "module/GrpcCalls.h"
+#include "sim/Engine.h"
 
 namespace test {
 

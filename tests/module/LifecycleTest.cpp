@@ -4,8 +4,8 @@
 #include <array>
 #include <cstdio>
 
-#include "engine/HostList.h"
 #include "module/RecordedTest.h"
+#include "sim/HostList.h"
 #include "support/StreamClient.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <ostream>
 
-#include "engine/Ticker.h"
 #include "module/Journal.h"
 #include "module/RecordedTest.h"
+#include "sim/Ticker.h"
 
 namespace {
 

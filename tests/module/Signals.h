@@ -7,7 +7,7 @@
 #include <chrono>
 #include <optional>
 
-#include "engine/Ticker.h"
+#include "sim/Ticker.h"
 
 namespace test {
 

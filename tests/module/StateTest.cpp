@@ -1,10 +1,10 @@
 // What an instance holds: in which order it is freed, and what start does with a registration that is there already.
 #include <gmock/gmock.h>
 
-#include "engine/Log.h"
 #include "module/Journal.h"
 #include "module/RecordedTest.h"
 #include "module/grpc/grpc.h"
+#include "sim/Log.h"
 
 namespace {
 

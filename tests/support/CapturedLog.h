@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/Log.h"
+#include "sim/Log.h"
 
 namespace test {
 

@@ -5,10 +5,10 @@
 #include <functional>
 #include <string>
 
-#include "engine/Engine.h"
-#include "engine/Instance.h"
-#include "engine/LoadedModule.h"
-#include "engine/Misuse.h"
+#include "sim/Engine.h"
+#include "sim/Instance.h"
+#include "sim/LoadedModule.h"
+#include "sim/Misuse.h"
 #include "support/CapturedLog.h"
 #include "support/Eventually.h"
 #include "support/TempDir.h"

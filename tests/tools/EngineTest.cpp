@@ -7,9 +7,9 @@
 #include <new>
 #include <thread>
 
-#include "engine/Engine.h"
-#include "engine/HostList.h"
-#include "engine/Misuse.h"
+#include "sim/Engine.h"
+#include "sim/HostList.h"
+#include "sim/Misuse.h"
 #include "support/ModuleTest.h"
 
 namespace {

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "corvalux/grpc/streams.pb.h"
-#include "engine/Engine.h"
-#include "engine/HostList.h"
-#include "engine/Misuse.h"
 #include "module/grpc/grpc.h"
+#include "sim/Engine.h"
+#include "sim/HostList.h"
+#include "sim/Misuse.h"
 #include "support/HeapUse.h"
 #include "unit/Call.h"
 #include "unit/Hex.h"

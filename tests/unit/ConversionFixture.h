@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "engine/HostList.h"
-#include "engine/KeyValues.h"
-#include "engine/Misuse.h"
 #include "module/grpc/grpc.h"
+#include "sim/HostList.h"
+#include "sim/KeyValues.h"
+#include "sim/Misuse.h"
 
 namespace test {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/Engine.h"
+#include "sim/Engine.h"
 
 namespace corvalux::devhost {
 

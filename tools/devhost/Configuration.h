@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace corvalux::devhost {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "engine/Log.h"
+#include "sim/Log.h"
 
 namespace corvalux::devhost {
 

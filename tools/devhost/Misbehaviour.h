@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace corvalux::devhost {
 

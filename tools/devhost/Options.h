@@ -8,7 +8,7 @@
 
 #include "devhost/Misbehaviour.h"
 #include "devhost/scene/Timeline.h"
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace corvalux::devhost {
 

@@ -5,8 +5,8 @@
 
 #include "devhost/Misbehaviour.h"
 #include "devhost/scene/Mixer.h"
-#include "engine/Engine.h"
-#include "engine/Ticker.h"
+#include "sim/Engine.h"
+#include "sim/Ticker.h"
 
 namespace corvalux::devhost {
 

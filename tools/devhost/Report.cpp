@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "engine/Misuse.h"
+#include "sim/Misuse.h"
 
 namespace corvalux::devhost {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "devhost/Options.h"
-#include "engine/Engine.h"
+#include "sim/Engine.h"
 
 namespace corvalux::devhost {
 

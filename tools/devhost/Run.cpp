@@ -12,8 +12,8 @@
 #include "devhost/ListenCheck.h"
 #include "devhost/Report.h"
 #include "devhost/Source.h"
-#include "engine/Instance.h"
-#include "engine/LoadedModule.h"
+#include "sim/Instance.h"
+#include "sim/LoadedModule.h"
 
 namespace corvalux::devhost {
 

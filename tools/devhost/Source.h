@@ -7,7 +7,7 @@
 #include "devhost/Player.h"
 #include "devhost/replay/Replay.h"
 #include "devhost/replay/Tape.h"
-#include "engine/Engine.h"
+#include "sim/Engine.h"
 
 namespace corvalux::devhost {
 

@@ -2,10 +2,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "engine/Instance.h"
-#include "engine/LoadedModule.h"
 #include "fanout/Protocol.h"
 #include "fanout/server/Subject.h"
+#include "sim/Instance.h"
+#include "sim/LoadedModule.h"
 
 namespace bench {
 

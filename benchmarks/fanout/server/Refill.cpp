@@ -3,7 +3,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "engine/Misuse.h"
+#include "sim/Misuse.h"
 
 namespace bench {
 

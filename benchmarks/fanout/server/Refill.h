@@ -1,7 +1,7 @@
 #pragma once
 
 #include "corvalux/grpc/streams.pb.h"
-#include "engine/Engine.h"
+#include "sim/Engine.h"
 
 namespace bench {
 

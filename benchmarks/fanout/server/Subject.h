@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/Engine.h"
+#include "sim/Engine.h"
 #include "support/Loads.h"
 
 namespace bench {

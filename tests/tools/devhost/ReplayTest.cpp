@@ -13,7 +13,7 @@
 #include "RecordingFile.h"
 #include "devhost/Misbehaviour.h"
 #include "devhost/replay/HostValues.h"
-#include "engine/HostList.h"
+#include "sim/HostList.h"
 #include "support/ModuleTest.h"
 #include "support/StreamClient.h"
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace replay {
 

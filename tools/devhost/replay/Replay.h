@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "devhost/replay/Tape.h"
-#include "engine/Engine.h"
+#include "sim/Engine.h"
 
 namespace replay {
 

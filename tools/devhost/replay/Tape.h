@@ -6,8 +6,8 @@
 #include <string>
 
 #include "client/Recording.h"
-#include "engine/Engine.h"
-#include "engine/KeyValues.h"
+#include "sim/Engine.h"
+#include "sim/KeyValues.h"
 
 namespace replay {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "devhost/scene/Random.h"
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace scene {
 

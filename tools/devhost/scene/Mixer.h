@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "devhost/scene/Timeline.h"
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace scene {
 

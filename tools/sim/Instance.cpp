@@ -1,7 +1,7 @@
-#include "engine/Instance.h"
+#include "sim/Instance.h"
 
-#include "engine/HostList.h"
-#include "engine/Misuse.h"
+#include "sim/HostList.h"
+#include "sim/Misuse.h"
 
 namespace sim {
 

@@ -1,4 +1,4 @@
-#include "engine/Misuse.h"
+#include "sim/Misuse.h"
 
 #include <mutex>
 #include <utility>

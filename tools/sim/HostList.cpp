@@ -1,4 +1,4 @@
-#include "engine/HostList.h"
+#include "sim/HostList.h"
 
 #include <cstring>
 #include <mutex>

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "corvalux/host.h"
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 /// What a KeyValueList points to: entries in the host's record layout.
 struct CorvaluxKeyValueList {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "corvalux/host.h"
-#include "engine/KeyValues.h"
+#include "sim/KeyValues.h"
 
 namespace sim {
 

@@ -1,4 +1,4 @@
-#include "engine/Engine.h"
+#include "sim/Engine.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -6,8 +6,8 @@
 #include <thread>
 #include <utility>
 
-#include "engine/HostList.h"
-#include "engine/Misuse.h"
+#include "sim/HostList.h"
+#include "sim/Misuse.h"
 
 /// What a CallbackHandle points to; a Registration begins with it.
 struct CorvaluxCallback {};

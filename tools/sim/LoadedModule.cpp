@@ -1,4 +1,4 @@
-#include "engine/LoadedModule.h"
+#include "sim/LoadedModule.h"
 
 #include <dlfcn.h>
 

@@ -3,8 +3,8 @@
 #include <string_view>
 
 #include "corvalux/host.h"
-#include "engine/Engine.h"
-#include "engine/KeyValues.h"
+#include "sim/Engine.h"
+#include "sim/KeyValues.h"
 
 namespace sim {
 

@@ -3,9 +3,9 @@
 #include <string>
 
 #include "corvalux/host.h"
-#include "engine/Engine.h"
-#include "engine/HostList.h"
-#include "engine/Misuse.h"
+#include "sim/Engine.h"
+#include "sim/HostList.h"
+#include "sim/Misuse.h"
 
 namespace {
 

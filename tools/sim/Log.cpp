@@ -1,4 +1,4 @@
-#include "engine/Log.h"
+#include "sim/Log.h"
 
 #include <cstdarg>
 #include <cstdio>

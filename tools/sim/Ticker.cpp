@@ -1,4 +1,4 @@
-#include "engine/Ticker.h"
+#include "sim/Ticker.h"
 
 #include <condition_variable>
 #include <mutex>
