@@ -115,7 +115,7 @@ class Scene {
     subscribers->Resize(clients);
     const auto deadline = Clock::now() + 60s;
     while (!subscribers->AllHeard()) {
-      if (Clock::now() > deadline) throw std::runtime_error("not every client hears events");
+      if (Clock::now() > deadline) throw std::runtime_error("not every client receives events");
       Emit(sim::Event::meterFast);
       for (int i = 0; i < 10; ++i) subscribers->Poll(20ms);
     }

@@ -28,7 +28,7 @@ class Cadence {
   /// Must be made before the module registers its callbacks.
   explicit Cadence(sim::Engine& engine);
 
-  /// Starts to play, and waits for the healthy client to hear it.
+  /// Starts to play, and waits until the healthy client receives it.
   void Start(const std::string& address);
   void Stop();
 

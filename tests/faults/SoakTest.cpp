@@ -124,7 +124,7 @@ class Soak : public test::ModuleTest {
 
 TEST_F(Soak, EverythingTogether) {
   Play();
-  for (int warmUp = 0; warmUp < 2; ++warmUp) Round();  // what the libraries keep for ever is made by now
+  for (int warmUp = 0; warmUp < 2; ++warmUp) Round();  // what the libraries never free is allocated by now
   log.Clear();
   engine.Forget();
   const auto before = test::ProcessUse::Now();

@@ -81,7 +81,7 @@ class StartStopAgainst : public StartStop, public testing::WithParamInterface<co
 
 TEST_P(StartStopAgainst, ReturnsInTimeAndLeavesNothingBehind) {
   Play();
-  std::chrono::nanoseconds longest = RaceWithClient(10);  // what the libraries keep for ever is made by now
+  std::chrono::nanoseconds longest = RaceWithClient(10);  // what the libraries never free is allocated by now
   const auto before = test::ProcessUse::Now();
   for (int done = 0; done < rounds() && !HasFailure(); done += 10) longest = std::max(longest, RaceWithClient(10));
   EXPECT_TRUE(test::eventually([&] {

@@ -212,7 +212,7 @@ def reset_flood(address, seconds):
 
 
 def slow_handshake(address, seconds):
-    """Twenty connections, each on its way to a preface byte by byte; one that the server ends begins anew."""
+    """Twenty connections, each on its way to a preface byte by byte; one that the server ends starts again."""
     connections = {}  # and how much of the preface is sent
     for _ in Until(seconds):
         try:

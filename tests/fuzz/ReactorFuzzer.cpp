@@ -1,5 +1,5 @@
 // Events of one stream in every order that the library can produce, checked step by step against a model of what a
-// stream may do: one write outstanding, the queue rule, a call that is finished once, messages that are let go.
+// stream may do: one write outstanding, the queue rule, a call that is finished once, messages that are released.
 #include <deque>
 #include <memory>
 #include <string>

@@ -14,7 +14,7 @@ struct ModelEntry {
   std::optional<sim::Value> value;
 };
 
-/// The bytes of a Meter or Notification, written down anew from the wire format, without the library.
+/// The bytes of a Meter or Notification, written from the wire format, without the library.
 std::string encode(const std::vector<ModelEntry>& entries);
 
 }  // namespace fuzz

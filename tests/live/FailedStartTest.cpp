@@ -1,4 +1,4 @@
-// A start that fails late: the server serves clients already, and must let go of them.
+// A start that fails late: the server serves clients already, and must release them.
 #include <gmock/gmock.h>
 
 #include <chrono>

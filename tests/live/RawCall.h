@@ -16,7 +16,7 @@
 
 namespace test {
 
-/// A call that is driven step by step: it reads, sends and half-closes only when it is told to.
+/// A call that is driven step by step: it reads, sends and half-closes only on request.
 /// Threads: use on one thread at a time.
 class RawCall {
  public:

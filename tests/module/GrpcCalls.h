@@ -40,7 +40,7 @@ class GrpcCalls {
   /// Raises an exception in the first call that begins so; the library does not get the call.
   void RaiseIn(const std::string& beginning, std::function<void()> raise);
 
-  /// Told of each call, on the thread that makes it.
+  /// Called for each call, on the thread that makes it.
   void SetObserver(std::function<void(const std::string&)> observer);
 
   /// The wait of the shutdown that came last, if there was one.

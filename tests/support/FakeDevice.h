@@ -16,7 +16,7 @@
 
 namespace test {
 
-/// A device on the network, as a client sees it. Sends what it is told to each client of a stream, in order.
+/// A device on the network, as a client sees it. Sends what it is given to each client of a stream, in order.
 /// Threads: its functions may be called on any thread.
 class FakeDevice {
  public:

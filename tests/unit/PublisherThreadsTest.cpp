@@ -14,7 +14,7 @@ using test::Probe;
 
 class PublisherThreads : public test::PublisherFixture<Probe> {
  protected:
-  /// Publishes until it is told to stop.
+  /// Publishes until stopped.
   std::jthread PublishingThread() {
     return std::jthread([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) publisher.Publish(probe);

@@ -29,7 +29,7 @@ struct Options {
   scene::MixerSettings mixer;  ///< a cadence of 0: no such lists
   std::vector<Misbehaviour> misbehaviours;
   ReplayOptions replay;
-  std::optional<double> seconds;  ///< above 0; none: until told to stop, or until the replay ends
+  std::optional<double> seconds;  ///< above 0; none: until a signal, or until the replay ends
   int logLevel = 1;               ///< the lowest level that is shown
   bool quiet = false;
   bool stats = false;  ///< a line of figures every second

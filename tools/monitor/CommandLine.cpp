@@ -88,7 +88,7 @@ void addSourceOptions(CLI::App& app, Options& options, std::vector<std::string>&
       ->trigger_on_parse();
   app.add_flag_callback(
       "--no-reconnect", [&options] { options.reconnect = false; },
-      "End when the connection fails or is lost,\ninstead of trying again for ever");
+      "End when the connection fails or is lost,\ninstead of retrying indefinitely");
 }
 
 /// At most one of the first four.

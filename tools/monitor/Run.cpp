@@ -142,7 +142,7 @@ ExitCode runScreen(const Options& options, const program::StopSignals& signals) 
     while (const auto input = terminal.Next()) ui.Take(*input);
     if (ui.Quit()) ending.Set(ExitCode::endedByYou);
     if (ui.TakeReset()) board.ResetHolds();
-    // While paused, meters and changes wait in the inbox; what the streams do is told all the same.
+    // While paused, meters and changes wait in the inbox; what the streams do is still reported.
     board.Take(ui.Paused() ? inbox.Peek() : inbox.Collect(), Clock::now());
     Canvas canvas(terminal.Rows(), terminal.Columns());
     draw(canvas, board, ui, Clock::now());

@@ -20,7 +20,7 @@ const char* nameOf(Event event);
 
 struct Registration;
 
-/// Told after each call of a callback how long the module held the engine's thread. Runs on that thread.
+/// Called after each call of a callback, with how long the module held the engine's thread. Runs on that thread.
 using CallObserver = std::function<void(Event, std::chrono::nanoseconds)>;
 
 }  // namespace sim
@@ -48,7 +48,7 @@ struct CorvaluxEngine {
   /// What the module asked for so far, in order: "add meterFast", "remove changes", "refuse meterSlow", ...
   std::vector<std::string> Calls() const;
 
-  /// Forgets Calls() and the handles that were removed, which are otherwise kept for ever: for who counts memory.
+  /// Forgets Calls() and the handles that were removed, which are otherwise kept: for tests that count memory.
   void Forget();
 
   /// How many callbacks are registered now.
@@ -57,13 +57,13 @@ struct CorvaluxEngine {
   /// How many list entries the callbacks have visited so far.
   std::size_t Visits() const { return visits; }
 
-  /// Told of each registration, with its user pointer, when it is made and before the module learns of it. Runs on the
-  /// thread that registers. Set before the first registration.
+  /// Called at each registration, with its user pointer, when it is made and before the module learns of it. Runs on
+  /// the thread that registers. Set before the first registration.
   void SetRegistrationObserver(std::function<void(sim::Event, const void*)> observer) {
     registrationObserver = std::move(observer);
   }
 
-  /// Told of each list entry just before a callback visits it. Runs on the thread that emits. Set before the first
+  /// Called for each list entry just before a callback visits it. Runs on the thread that emits. Set before the first
   /// event.
   void SetVisitObserver(std::function<void()> observer) { visitObserver = std::move(observer); }
 

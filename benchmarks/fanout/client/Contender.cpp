@@ -103,7 +103,7 @@ void Contender::Connect(std::size_t count) {
 void Contender::AwaitSubscriptions() {
   const auto deadline = Clock::now() + patience;
   while (!subscribers->AllHeard()) {
-    if (Clock::now() > deadline) throw std::runtime_error(kind + ": not every subscriber hears events");
+    if (Clock::now() > deadline) throw std::runtime_error(kind + ": not every subscriber receives events");
     Send({Command::emit});
     WaitUntilQuiet();
   }

@@ -35,7 +35,7 @@ class Decoder {
  public:
   /// Sends on the connection.
   using Reply = std::function<void(std::string_view)>;
-  /// Told of each message's event.
+  /// Called with each message's event.
   using OnMessage = std::function<void(uint32_t sequence)>;
 
   virtual ~Decoder() = default;

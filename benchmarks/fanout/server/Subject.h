@@ -10,7 +10,7 @@
 
 namespace bench {
 
-/// A server that is measured: hears the engine's fast meters, and sends them to whoever subscribes.
+/// A server that is measured: receives the engine's fast meters, and sends them to whoever subscribes.
 class Subject {
  public:
   Subject() = default;
@@ -18,7 +18,7 @@ class Subject {
   Subject(const Subject&) = delete;
   Subject& operator=(const Subject&) = delete;
 
-  /// Told before the first event of a load. The engine is at rest then.
+  /// Called before the first event of a load. The engine is at rest then.
   virtual void Prepare(const Load& /*load*/) {}
 
   /// The number of the event that comes next; set by the engine's thread.

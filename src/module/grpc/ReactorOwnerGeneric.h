@@ -20,7 +20,7 @@ struct ServiceTexts {
   std::string operationFailed = "Operation failed";
 };
 
-/// The part of a service that knows its open streams: creates them, closes them all, hears when one has ended.
+/// The part of a service that knows its open streams: creates them, closes them all, forgets what has ended.
 /// Threads: CreateStream and ReactorDone on gRPC threads; FinishAll and Empty on the host's thread; all may overlap.
 /// Locks: its mutex comes first, before a publisher's and a reactor's.
 /// Ownership: must be held by a std::shared_ptr. Lists the streams, owns none; each stream holds a share of it.
@@ -30,7 +30,7 @@ class ReactorOwnerGeneric : public std::enable_shared_from_this<ReactorOwnerGene
   virtual ~ReactorOwnerGeneric() = default;
 
   /// Forgets a stream that is about to delete itself. Looks from the front: streams that come and go in masses end in
-  /// the order in which they came, and a walk over all of them for each would hold up every other stream, and stop.
+  /// the order in which they came, and a walk over all of them for each would delay every other stream, and stop.
   virtual void ReactorDone(WriterReactorGeneric<T>* reactor) {
     const std::lock_guard lock(mutex);
     const auto found = std::find(reactors.begin(), reactors.end(), reactor);

@@ -44,7 +44,7 @@ void StreamStatistics::Count(const client::Message& message) {
   });
   if (entry == message.entries.end()) return;
   const uint32_t number = std::get<uint32_t>(entry->value);
-  // A counter that went back or far ahead is an engine that started anew, not a gap. Unsigned, so that it may wrap.
+  // A counter that went back or far ahead is an engine that was restarted, not a gap. Unsigned, so that it may wrap.
   const uint32_t step = counter ? number - *counter : 1;
   if (step > 1 && step < 0x80000000U) missed += step - 1;
   counter = number;

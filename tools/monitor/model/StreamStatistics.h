@@ -19,7 +19,7 @@ class StreamStatistics {
   static constexpr std::chrono::seconds window{4};
 
   void Take(const client::Message& message);
-  /// After a reconnect the counter may start anew, and the time between is no jitter.
+  /// After a reconnect the counter may restart, and the time between is no jitter.
   void Interrupt();
 
   uint64_t Messages() const { return messages; }

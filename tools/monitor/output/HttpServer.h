@@ -8,7 +8,7 @@ struct MHD_Daemon;
 
 namespace corvalux::monitor {
 
-/// Answers GET /metrics over HTTP on 127.0.0.1, and nothing else, from its making to its end.
+/// Answers GET /metrics over HTTP on 127.0.0.1, and nothing else, for its lifetime.
 class HttpServer {
  public:
   /// `text` is called on the server's own thread. `port` 0 takes one that is free. Throws std::runtime_error with a

@@ -29,7 +29,8 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
-/// The lines of a family of values. A series may stand there only once, so the first of keys that repeat is told.
+/// The lines of a family of values. A series may stand there only once, so only the first of keys that repeat is
+/// written.
 class Values {
  public:
   void Add(const std::string& stream, const client::Entry& entry) {

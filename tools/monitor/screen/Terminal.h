@@ -7,7 +7,7 @@
 
 namespace corvalux::monitor {
 
-/// The terminal as a full screen, from its making to its end. What libraries write to stderr meanwhile would spoil it,
+/// The terminal as a full screen, for its lifetime. What libraries write to stderr meanwhile would spoil it,
 /// so it is kept and written at the end.
 /// Threads: the one that made it. Only one at a time.
 class Terminal {
