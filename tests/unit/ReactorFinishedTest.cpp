@@ -1,5 +1,6 @@
 // However a stream ends, it takes no message any more by the time it leaves its publisher and finishes its call.
 #include <future>
+#include <mutex>
 #include <ostream>
 #include <string>
 
@@ -9,6 +10,18 @@
 namespace {
 
 using testing::ElementsAre;
+
+using Publisher = corvalux::grpc::PublisherGeneric<corvalux::grpc::Meter>;
+
+// An explicit instantiation may name private members, too.
+std::mutex& mutexOf(Publisher& publisher);
+
+template <auto mutex>
+struct Access {
+  friend std::mutex& mutexOf(Publisher& publisher) { return publisher.*mutex; }
+};
+
+template struct Access<&Publisher::mutex>;
 
 struct End {
   std::string name;
@@ -31,16 +44,10 @@ INSTANTIATE_TEST_SUITE_P(Of, EveryEnd,
                                          End{"Shutdown", [](auto&, auto& reactor) { reactor.FinishAndRemove(); }}));
 
 TEST_P(EveryEnd, DropsMessagesBeforeItLeavesThePublisher) {
-  test::Call<Meter> other(owner->CreateStream(&publisher));
-  std::future<void> end;
-  bool dropped = false;
-  other.stream.SetOnWrite([&] {  // with the publisher's mutex held: nobody can leave
-    end = std::async(std::launch::async, [this] { Run(); });
-    dropped = test::eventually([this] { return Write("late").expired(); });
-  });
-  publisher.Publish(Meter());
-  EXPECT_TRUE(dropped);
-  end.get();
+  std::unique_lock nobodyLeaves(mutexOf(publisher));
+  const auto end = std::async(std::launch::async, [this] { Run(); });
+  EXPECT_TRUE(test::eventually([this] { return Write("late").expired(); }));
+  nobodyLeaves.unlock();
 }
 
 TEST_P(EveryEnd, DropsMessagesBeforeItFinishesTheCall) {
