@@ -22,6 +22,12 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
+// A sanitizer's own version would not come here.
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  ++use.taken;
+  return std::malloc(size == 0 ? 1 : size);
+}
+
 void operator delete(void* memory) noexcept {
   if (!memory) return;
   ++use.given;
