@@ -115,8 +115,8 @@ typedef int32_t (*KeyValueVisitor)(const KeyValueEntry* entry, void* user);
 /// [engine-thread] Receives an event. The list and all it points to die when the call returns.
 typedef void (*EngineCallback)(KeyValueList values, void* user);
 
-/// [any-thread] Writes a log line. `level`: 1 progress and detail, 2 lifecycle, 3 warning, 4 error. `flag` is 1. Lines
-/// may come after a stop, when a client has kept the server from ending.
+/// [any-thread] Writes a log line. `level`: 1 progress and detail, 2 lifecycle, 3 warning, 4 error. `flag` is 1. Must
+/// work until the process ends: lines of streams may come after a stop, when a client has kept the server from ending.
 /// `file` lives as long as the module; every other text dies when the call returns. The module may hold its locks: so
 /// this must neither raise an event of the engine nor wait for one.
 void corvalux_log(int32_t level, const char* file, int32_t line, int32_t flag, const char* format, ...)

@@ -163,6 +163,19 @@ TEST_F(StartStop, ClientThatFillsItsSocketHoldsNeitherStopNorTheNextStart) {
   EXPECT_TRUE(log.WaitFor("destroying gRPC", 2)) << "what was left does not end with the client that held it";
 }
 
+// No other client of this process keeps the library's threads: it joins them at the end, which takes 100 ms.
+TEST_F(StartStop, ConnectionThatDoesNotAnswerLeavesNothingBehind) {
+  ASSERT_EQ(instance.Start({{"serverUrl", address}}), 0);
+  {
+    test::FaultyClient frozen("read", address, 60.0);
+    ASSERT_TRUE(EmitUntil(sim::Event::meterFast, {}, [&] { return frozen.HasPrinted("\n\n"); }));
+    frozen.Signal(SIGSTOP);
+    const auto time = TimedStop();
+    EXPECT_GT(time, 900ms) << "it has answered";
+    EXPECT_EQ(log.Count(1, "destroying gRPC"), 2U) << "the stop gave up after " << time.count() / 1000000 << " ms";
+  }
+}
+
 TEST_F(StartStop, FrozenClientHoldsStopNoLongerThanTheBound) {
   Play();
   ASSERT_EQ(instance.Start({{"serverUrl", address}}), 0);

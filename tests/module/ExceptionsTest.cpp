@@ -74,6 +74,19 @@ TEST_F(Exceptions, LeaveAStateThatASecondStartDoesNotLookAt) {
   instance.record.moduleSlot = first;  // else it leaks
 }
 
+TEST_F(Exceptions, OfARemovalAfterAFailedStartKeepTheStateForStop) {
+  engine.RefuseRegistration(3);
+  engine.RaiseInRemoval([] { throw std::runtime_error("no memory"); });
+  EXPECT_EQ(StartWith({}), -1);
+  EXPECT_EQ(log.Texts().back(), "1 C++ exception in grpc: no memory");
+  EXPECT_NE(Slot(), nullptr);
+  EXPECT_EQ(engine.Registrations(), 2U);
+  instance.Stop();
+  EXPECT_EQ(engine.Registrations(), 0U);
+  EXPECT_EQ(Slot(), nullptr);
+  EXPECT_FALSE(Listening());
+}
+
 // ---- Once the server runs ----
 
 struct Raised {

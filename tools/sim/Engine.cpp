@@ -131,6 +131,11 @@ void CorvaluxEngine::RaiseInRegistration(int nth, std::function<void()> raise) {
   raiseForRefusal = std::move(raise);
 }
 
+void CorvaluxEngine::RaiseInRemoval(std::function<void()> raise) {
+  const std::lock_guard lock(mutex);
+  raiseForRemoval = std::move(raise);
+}
+
 std::vector<std::string> CorvaluxEngine::Calls() const {
   const std::lock_guard lock(mutex);
   return calls;
@@ -168,6 +173,7 @@ CallbackHandle CorvaluxEngine::Enlist(Event event, EngineCallback callback, void
 std::shared_ptr<Registration> CorvaluxEngine::Take(CallbackHandle handle) {
   const auto has = [handle](const auto& registration) { return registration.get() == handle; };
   const std::lock_guard lock(mutex);
+  if (const auto raise = std::exchange(raiseForRemoval, nullptr)) raise();
   const auto found = std::find_if(registrations.begin(), registrations.end(), has);
   if (found == registrations.end()) {
     const bool before = std::any_of(removed.begin(), removed.end(), has);

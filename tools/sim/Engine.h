@@ -45,6 +45,9 @@ struct CorvaluxEngine {
   /// Makes the `nth` registration from now raise what `raise` throws; nothing is registered then.
   void RaiseInRegistration(int nth, std::function<void()> raise);
 
+  /// Makes the next removal raise what `raise` throws; the callback stays registered then.
+  void RaiseInRemoval(std::function<void()> raise);
+
   /// What the module asked for so far, in order: "add meterFast", "remove changes", "refuse meterSlow", ...
   std::vector<std::string> Calls() const;
 
@@ -89,6 +92,7 @@ struct CorvaluxEngine {
   std::vector<std::string> calls;                                 // guarded by mutex
   int untilRefusal = 0;                                           // guarded by mutex; 0: none refused
   std::function<void()> raiseForRefusal;                          // guarded by mutex; empty: null is the answer
+  std::function<void()> raiseForRemoval;                          // guarded by mutex; empty: none raises
   std::atomic<std::size_t> visits = 0;
   std::function<void(sim::Event, const void*)> registrationObserver;
   std::function<void()> visitObserver;

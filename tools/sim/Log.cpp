@@ -12,7 +12,8 @@ namespace sim {
 namespace {
 
 std::mutex sinkMutex;
-LogSink logSink;  // guarded by sinkMutex
+/// Guarded by sinkMutex. Never destroyed: a module may log until the process ends.
+LogSink& logSink = *new LogSink;
 
 std::string render(const char* format, va_list arguments) {
   va_list again;

@@ -370,7 +370,8 @@ bool registerCallbacks(const HostModuleRecord& record, GrpcModuleState& state) {
 namespace {
 
 constexpr int64_t graceMs = 950;
-constexpr auto shutdownLimit = 1000ms;
+constexpr auto serverLimit = 1200ms;  ///< beyond the grace period: gRPC 1.51 can take 100 ms more to join its threads
+constexpr auto stopLimit = 5000ms;    ///< for streams and server together
 
 /// Blocks asynchronous signals on this thread for its lifetime: gRPC 1.51 starts a wait with a deadline again at each
 /// signal that the waiting thread handles. Signals that a fault raises are left alone.
@@ -391,46 +392,63 @@ class SignalsBlocked {
 };
 
 /// Closes the connections: each client that answers by the deadline first receives all that was written to it, its
-/// final status included. The rest is cancelled then. Returns the state when that is done. A client that does not read
-/// can keep the library from it for as long as it likes: a write that has begun must end before its connection is
-/// closed. So it is done on a thread of its own, which gets the state if it takes more than a second, and nothing is
-/// returned.
-std::unique_ptr<GrpcModuleState> shutDown(std::unique_ptr<GrpcModuleState> state, gpr_timespec deadline) {
-  const SignalsBlocked blocked;  // for this thread and the new one
+/// final status included. The rest is cancelled then. A client that does not read can keep the library from finishing
+/// for as long as it likes, because a write that has begun must end before its connection is closed. So this runs on a
+/// thread of its own. Returns the state, or nothing at `latest`: the thread then destroys it when the library is done.
+std::unique_ptr<GrpcModuleState> shutDown(std::unique_ptr<GrpcModuleState> state, gpr_timespec deadline,
+                                          std::chrono::steady_clock::time_point latest) {
+  using Promise = std::promise<std::unique_ptr<GrpcModuleState>>;
+  const SignalsBlocked blocked;  // on this thread; the new one inherits it
+  std::shared_ptr<Promise> promise;
+  std::future<std::unique_ptr<GrpcModuleState>> result;
+  std::thread thread;
   try {
-    std::promise<std::unique_ptr<GrpcModuleState>> promise;
-    auto result = promise.get_future();
-    std::thread thread([owned = state.get(), promise = std::move(promise), deadline]() mutable {
+    promise = std::make_shared<Promise>();
+    result = promise->get_future();
+    thread = std::thread([owned = state.get(), promise, deadline] {
       owned->server->Shutdown(deadline);
-      promise.set_value(std::unique_ptr<GrpcModuleState>(owned));
+      promise->set_value(std::unique_ptr<GrpcModuleState>(owned));
     });
-    static_cast<void>(state.release());
-    if (result.wait_for(shutdownLimit) != std::future_status::ready) {
-      thread.detach();
-      return nullptr;
-    }
-    thread.join();
-    return result.get();
-  } catch (const std::exception&) {  // there is no further thread to be had
+  } catch (const std::exception&) {  // no thread to be had
     state->server->Shutdown(deadline);
     return state;
   }
+  static_cast<void>(state.release());
+  if (result.wait_until(latest) != std::future_status::ready) {
+    thread.detach();
+    return nullptr;
+  }
+  thread.join();
+  return result.get();
+}
+
+/// The server ends while router and publishers exist, because the last reactions of cancelled streams call them, and
+/// new calls reach the router as long as the server runs. Returns nothing if that takes too long.
+std::unique_ptr<GrpcModuleState> endServer(std::unique_ptr<GrpcModuleState> state) {
+  const auto begin = std::chrono::steady_clock::now();
+  // A client that does not read keeps its stream open. Then there is no grace period: the others have had the time of
+  // the wait. The clock is monotonic, because the device's own may be set meanwhile.
+  const auto grace = gpr_time_from_millis(state->router->CloseStreams() ? graceMs : 0, GPR_TIMESPAN);
+  const auto latest = std::min(begin + stopLimit, std::chrono::steady_clock::now() + serverLimit);
+  return shutDown(std::move(state), gpr_time_add(gpr_now(GPR_CLOCK_MONOTONIC), grace), latest);
+}
+
+void removeCallbacks(GrpcModuleState& state) {
+  removeMeterCallback(state.slowEngine, state.slowRegistration);
+  removeMeterCallback(state.fastEngine, state.fastRegistration);
+  removeChangeCallback(state.changeEngine, state.changeRegistration);
 }
 
 /// Undoes a start, however far it came. Engine first, then clients, then server: each step needs what follows it.
-void teardown(std::unique_ptr<GrpcModuleState> state) {
-  removeMeterCallback(state->slowEngine, state->slowRegistration);
-  removeMeterCallback(state->fastEngine, state->fastRegistration);
-  removeChangeCallback(state->changeEngine, state->changeRegistration);
-  if (state->server) {
-    // A client that does not read keeps its stream open. Then there is no grace period: the others have had the time of
-    // the wait. The server ends while router and publishers exist, because the last reactions of cancelled streams call
-    // them, and new calls reach the router as long as the server runs. The clock is monotonic, because the device's own
-    // may be set meanwhile.
-    const auto grace = gpr_time_from_millis(state->router->CloseStreams() ? graceMs : 0, GPR_TIMESPAN);
-    state = shutDown(std::move(state), gpr_time_add(gpr_now(GPR_CLOCK_MONOTONIC), grace));
-    if (!state) return;
-  }
+/// The state stays in the slot if the engine throws.
+void teardown(HostModuleRecord* record) {
+  auto* const held = static_cast<GrpcModuleState*>(record->moduleSlot);
+  if (!held) return;
+  removeCallbacks(*held);
+  record->moduleSlot = nullptr;
+  std::unique_ptr<GrpcModuleState> state(held);
+  if (state->server) state = endServer(std::move(state));
+  if (!state) return;
   state->router.reset();
   state->changePublisher.reset();  // in this order: docs/decisions/0011
   state->slowPublisher.reset();
@@ -438,17 +456,11 @@ void teardown(std::unique_ptr<GrpcModuleState> state) {
   state->server.reset();
 }
 
-void freeState(HostModuleRecord* record) {
-  std::unique_ptr<GrpcModuleState> state(static_cast<GrpcModuleState*>(record->moduleSlot));
-  if (state) teardown(std::move(state));
-  record->moduleSlot = nullptr;
-}
-
 }  // namespace
 
 void stopCycle(HostModuleRecord* record) noexcept {
   CORVALUX_LOG(logLifecycle, "%s(%s)", "stopCycle", record->name);
-  freeState(record);
+  teardown(record);
 }
 
 // ---- Start ----
@@ -467,7 +479,7 @@ int32_t start(HostModuleRecord* record, KeyValueList config) {
     return 0;
   }
   CORVALUX_LOG(logError, "gRPC module error starting");
-  freeState(record);
+  teardown(record);
   return -1;
 }
 
