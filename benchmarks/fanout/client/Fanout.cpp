@@ -232,9 +232,9 @@ int run(int argc, char** argv) {
     plan.pacedEvents = 5;
   }
   if (realTime) setenv(bench::realTime, "1", 1);
-  std::vector<std::unique_ptr<bench::Process>> load;
+  std::vector<std::unique_ptr<bench::ServerProcess>> load;
   const std::vector<std::string> spin = {"sh", "-c", "while :; do :; done"};
-  while (load.size() < busy) load.push_back(std::make_unique<bench::Process>(spin));
+  while (load.size() < busy) load.push_back(std::make_unique<bench::ServerProcess>(spin));
   if (instructions) {
     countInstructions(plan, folder);
   } else {

@@ -64,7 +64,7 @@ std::size_t ServerProcess::ResidentBytes() const {
   return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-std::size_t Process::Threads() const {
+std::size_t ServerProcess::Threads() const {
   const std::filesystem::directory_iterator threads("/proc/" + std::to_string(pid) + "/task");
   return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
 }
