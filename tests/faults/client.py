@@ -164,14 +164,19 @@ def read(address, seconds):
             body = body[5 + size:]
 
 
-def stall(address, seconds):
-    connection = Connection(address)
-    connection.subscribe(FAST)
-    connection.subscribe(CHANGES)
+def hold(connection, seconds):
+    """Reads nothing until the server hangs up."""
     ready()
     hangup = select.poll()
     hangup.register(connection.socket, select.POLLRDHUP)
     hangup.poll(seconds * 1000)
+
+
+def stall(address, seconds):
+    connection = Connection(address)
+    connection.subscribe(FAST)
+    connection.subscribe(CHANGES)
+    hold(connection, seconds)
 
 
 def stall_wide(address, seconds):
@@ -180,10 +185,7 @@ def stall_wide(address, seconds):
     connection.send(window(0, 0x7FFFFFFF - 65535))
     connection.subscribe(FAST)
     connection.subscribe(CHANGES)
-    ready()
-    hangup = select.poll()
-    hangup.register(connection.socket, select.POLLRDHUP)
-    hangup.poll(seconds * 1000)
+    hold(connection, seconds)
 
 
 def tiny_window(address, seconds):
