@@ -35,7 +35,8 @@ void keepLibraryRunning() {
 
 }  // namespace
 
-std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const Keepalive& keepalive) {
+std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const Keepalive& keepalive,
+                                             std::size_t messageBytes) {
   keepLibraryRunning();
   ::grpc::ChannelArguments arguments;
   // The library measures the line and enlarges its receive window up to 4 MB. A reader that is slow would then find up
@@ -48,6 +49,7 @@ std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const K
   arguments.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
   // A feed tries again by itself; and so the request is written only once there is a connection.
   arguments.SetInt(GRPC_ARG_ENABLE_RETRIES, 0);
+  arguments.SetMaxReceiveMessageSize(static_cast<int>(messageBytes));
   return ::grpc::CreateCustomChannel(address, ::grpc::InsecureChannelCredentials(), arguments);
 }
 

@@ -10,14 +10,6 @@
 
 namespace corvalux::monitor {
 
-/// The last part of a key: "peak" of "input/1/peak".
-std::string_view lastPart(std::string_view key);
-/// What is before it: "input/1"; empty for a key without parts.
-std::string_view prefixOf(std::string_view key);
-
-/// The value as a number, for every kind that is one number.
-std::optional<double> numberOf(const client::Value& value);
-
 /// The values of one message whose keys begin alike: a channel, a bus.
 struct Strip {
   std::string prefix;
