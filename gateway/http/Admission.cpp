@@ -46,6 +46,11 @@ bool Admission::MayAsk(const std::string& address, Clock::time_point now) {
   return true;
 }
 
+void Admission::Charge(const std::string& address, Clock::duration taken) {
+  const double requests = std::chrono::duration<double>(taken) / std::chrono::duration<double>(requestTime);
+  Of(groupOf(address), Clock::now()).allowance -= std::max(0.0, requests - 1);
+}
+
 Admission::Origin& Admission::Of(const std::string& address, Clock::time_point now) {
   const auto known = origins.find(address);
   if (known != origins.end()) return known->second;

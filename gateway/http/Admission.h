@@ -40,8 +40,13 @@ class Admission {
   std::unique_ptr<Ticket> Enter();
   /// A place among the clients of an address; null when there is none.
   std::unique_ptr<Ticket> EnterFrom(const std::string& address);
+  /// What a request may take of the loop's time; one that takes more counts as several.
+  static constexpr std::chrono::milliseconds requestTime{5};
+
   /// Whether one more request may come from this address now.
   bool MayAsk(const std::string& address, Clock::time_point now);
+  /// What a request has taken.
+  void Charge(const std::string& address, Clock::duration taken);
 
   std::size_t Clients() const { return *clients; }
 

@@ -158,7 +158,9 @@ void Session::Answer() {
   const auto target = parser->get().target();
   const auto request = parseTarget({target.data(), target.size()});
   if (!request) return Send(errorResponse(400, "not a target"));
+  const auto begin = steady_clock::now();
   Reply reply = server.handler(*request);
+  server.admission.Charge(ClientAddress(), steady_clock::now() - begin);
   if (auto* next = std::get_if<std::unique_ptr<Source>>(&reply)) return Stream(std::move(*next));
   Send(std::get<Response>(reply));
 }

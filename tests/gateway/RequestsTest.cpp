@@ -89,6 +89,17 @@ TEST(Admission, LimitsTheRateOfRequests) {
   EXPECT_TRUE(admission.MayAsk("a", start + milliseconds(201)));
 }
 
+TEST(Admission, ARequestThatTakesLongCountsAsSeveral) {
+  Admission admission({.clients = 1, .perAddress = 1, .requestsPerSecond = 10});
+  const Admission::Clock::time_point start = Admission::Clock::now();
+  EXPECT_TRUE(admission.MayAsk("a", start));
+  admission.Charge("a", milliseconds(1));
+  EXPECT_TRUE(admission.MayAsk("a", start)) << "a short one as one";
+  admission.Charge("a", milliseconds(200));
+  EXPECT_FALSE(admission.MayAsk("a", start + milliseconds(2000)));
+  EXPECT_TRUE(admission.MayAsk("a", start + milliseconds(2500)));
+}
+
 TEST(DeviceList, TakesNamesAndMakesMissingOnes) {
   EXPECT_EQ(deviceList({"desk=10.0.0.5"}), (std::vector<DeviceAddress>{{"desk", "10.0.0.5:50005"}}));
   EXPECT_EQ(nameOf("mixer.local"), "mixer-local-50005");
