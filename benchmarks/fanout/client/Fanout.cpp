@@ -1,5 +1,5 @@
-// Measures all servers side by side: every round visits each combination of subscribers and load, and at each it visits
-// all servers one after the other, in an order that changes from round to round. Writes one line a figure.
+// Measures all servers side by side: every round visits each combination of subscribers and load, and measures all
+// servers there one after the other, in an order that changes from round to round. Writes one line per figure.
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
@@ -32,7 +32,7 @@ struct Plan {
   int closedMs = 250;
   std::size_t pacedEvents = 25;
   bool pacedOnly = false;
-  std::vector<std::size_t> subscribers = {1000, 256, 64, 8, 1};  ///< falling: the first is for resident memory, too
+  std::vector<std::size_t> subscribers = {1000, 256, 64, 8, 1};  ///< descending; the first also for resident memory
   std::vector<std::string> loads = {"WS", "W64", "WL"};
   std::vector<std::string> kinds = {"module", "minimal",   "minimal-again", "ordinary",
                                     "floor",  "mosquitto", "nats-server",   "redis-server"};
@@ -101,7 +101,7 @@ class Measurement {
   }
 
  private:
-  /// What the servers take for a connection more, before and after they have sent something on it.
+  /// The servers' memory for one more connection, before and after they have sent something on it.
   void MeasureMemory() {
     const std::size_t count = plan.subscribers.front();
     if (count == 1) return;
@@ -153,7 +153,7 @@ class Measurement {
   int round = 1;
 };
 
-/// What callgrind wrote last for that file name: the instructions of all threads between start and stop of counting.
+/// The total that callgrind wrote for that file name: the instructions of all threads while it counted.
 double countedInstructions(const std::filesystem::path& out) {
   std::ifstream file(out.string() + ".1");
   for (std::string word; file >> word;) {
@@ -163,10 +163,11 @@ double countedInstructions(const std::filesystem::path& out) {
   throw std::runtime_error("callgrind has written no totals to " + out.string());
 }
 
-/// Runs the gRPC servers under callgrind. Counts differ a little from run to run: threads meet at other places.
+/// Runs the gRPC servers under callgrind. Counts differ a little from run to run, because threads interleave
+/// differently.
 void countInstructions(const Plan& plan, const std::filesystem::path& folder) {
   constexpr std::size_t subscribers = 64;
-  constexpr int slowness = 6;  // callgrind needs longer for as many events
+  constexpr int slowness = 6;  // events take longer under callgrind
   Figures figures((folder / "instructions.csv").string());
   for (int round = 1; round <= plan.rounds; ++round) {
     for (const std::string kind : {"module", "minimal", "minimal-again", "ordinary"}) {

@@ -81,7 +81,7 @@ def at(place):
 
 
 def verdict(mine, limit, minimal):
-    """As minimal: what a second minimal gives is no better."""
+    """As minimal: a second minimal does no better."""
     return "met" if mine <= limit else "as minimal" if mine <= minimal else "missed"
 
 
