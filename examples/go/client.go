@@ -66,7 +66,7 @@ func main() {
 	}
 	var newest atomic.Pointer[streams.Meter]
 	go receive(ctx, streams.NewMetersClient(connection), &newest)
-	for ; ctx.Err() == nil; time.Sleep(100 * time.Millisecond) { // redraws ten times a second, however fast the meters come
+	for ; ctx.Err() == nil; time.Sleep(100 * time.Millisecond) { // redraws ten times a second, however many meters come
 		line := "\r"
 		for _, entry := range newest.Swap(nil).GetEntries() {
 			if strings.HasSuffix(entry.Key, "/peak") {
