@@ -10,7 +10,7 @@
 
 namespace corvalux::client {
 
-/// When something arrived: by the wall clock for people, by the steady clock for measuring.
+/// When something arrived: by the wall clock for display, by the steady clock for measuring.
 struct Arrival {
   std::chrono::system_clock::time_point wall;
   std::chrono::steady_clock::time_point steady;

@@ -17,7 +17,7 @@ void removeLastGlyph(std::string& text);
 /// Replaces all bytes that are not UTF-8; true if there were any.
 bool repairUtf8(std::string& text);
 
-/// The text with a space for every control character: what a device sends must not steer a terminal.
+/// The text with a space for every control character: what a device sends must not control a terminal.
 std::string printable(std::string_view text);
 bool isControl(char32_t glyph);
 

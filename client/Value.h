@@ -22,7 +22,7 @@ struct Entry {
 /// The kind as the schema names it: "string", "float", ..., "float_array", ..., or "none".
 const char* kindName(const Value& value);
 
-/// The value for people, without control characters: numbers short, arrays in brackets.
+/// The value in human-readable form, without control characters: numbers short, arrays in brackets.
 std::string describe(const Value& value);
 
 /// The double with the float's shortest decimal form: -12.3f becomes -12.3, not -12.300000190734863.

@@ -187,7 +187,7 @@ void measureSlowStream(Scene& scene, int repeats) {
   while (!probe.Read(20ms));
   measure(scene, "event on the slow stream", repeats, [&] {
     scene.Emit(sim::Event::meterSlow);
-    if (!probe.Read(20s)) throw std::runtime_error("a slow event does not come");
+    if (!probe.Read(20s)) throw std::runtime_error("a slow event does not arrive");
   });
   probe.Cancel();
   probe.Close();

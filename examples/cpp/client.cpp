@@ -26,7 +26,7 @@ std::shared_ptr<grpc::Channel> connect(const char* address) {
   return grpc::CreateCustomChannel(address, grpc::InsecureChannelCredentials(), arguments);
 }
 
-// Subscribes on a thread of its own, again and again, and keeps the newest meters.
+// Subscribes on a thread of its own, with retries, and keeps the newest meters.
 class Receiver {
  public:
   explicit Receiver(const char* address) : stub(Meters::NewStub(connect(address))) {}

@@ -31,7 +31,7 @@ func connect(address string) (*grpc.ClientConn, error) {
 			Backoff: backoff.Config{BaseDelay: firstDelay, Multiplier: 2, Jitter: 0.25, MaxDelay: longestDelay}}))
 }
 
-// receive subscribes again and again, and keeps the newest meters.
+// receive subscribes with retries, and keeps the newest meters.
 func receive(ctx context.Context, meters streams.MetersClient, newest *atomic.Pointer[streams.Meter]) {
 	for delay := firstDelay; ctx.Err() == nil; delay *= 2 {
 		stream, err := meters.GetMetersFast(ctx, &streams.SubscribeRequest{})

@@ -19,7 +19,7 @@ FIRST_DELAY, LONGEST_DELAY = 0.5, 8.0  # seconds
 
 
 class Receiver(threading.Thread):
-    """Subscribes again and again, and keeps the newest meters."""
+    """Subscribes with retries, and keeps the newest meters."""
 
     def __init__(self, channel):
         super().__init__()

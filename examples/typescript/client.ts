@@ -25,7 +25,7 @@ function connect(address: string): MetersClient {
   }) as unknown as MetersClient;
 }
 
-// Subscribes again and again, and keeps the newest meters.
+// Subscribes with retries, and keeps the newest meters.
 class Receiver {
   newest?: Meter; // until somebody takes it
   private call?: grpc.ClientReadableStream<Meter>;

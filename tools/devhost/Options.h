@@ -26,7 +26,7 @@ struct ReplayOptions {
 struct Options {
   std::filesystem::path module;
   sim::KeyValues config;
-  scene::MixerSettings mixer;  ///< a cadence of 0: no such lists
+  scene::MixerSettings mixer;  ///< a cadence of 0: no lists
   std::vector<Misbehaviour> misbehaviours;
   ReplayOptions replay;
   std::optional<double> seconds;  ///< above 0; none: until a signal, or until the replay ends

@@ -22,7 +22,7 @@ class Source {
   void Start(sim::Engine& engine);
   void Stop();
 
-  /// A line for people about what is played; empty for the scene.
+  /// A human-readable line about what is played; empty for the scene.
   std::string Description() const;
   /// After the end: one sentence that says why the recording ended early; empty when it did not.
   std::string Failure() const;

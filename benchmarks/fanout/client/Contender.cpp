@@ -114,7 +114,7 @@ void Contender::WaitUntilQuiet() {
   constexpr int64_t quietNs = 200'000;
   const auto deadline = Clock::now() + patience;
   for (int quietSteps = 0; quietSteps < 2;) {
-    if (Clock::now() > deadline) throw std::runtime_error(kind + ": the server does not come to rest");
+    if (Clock::now() > deadline) throw std::runtime_error(kind + ": the server does not become idle");
     const int64_t before = Server().CpuNs();
     const auto until = Clock::now() + step;
     while (Clock::now() < until) subscribers->Poll(step / 10);
@@ -135,7 +135,7 @@ Observation Contender::ClosedLoop(std::chrono::milliseconds time) {
     const auto deadline = Clock::now() + patience;
     while (subscribers->AwaitedArrivals() < subscribers->Count()) {
       subscribers->Poll(1s);
-      if (Clock::now() > deadline) throw std::runtime_error(kind + ": a message does not come");
+      if (Clock::now() > deadline) throw std::runtime_error(kind + ": a message does not arrive");
     }
   }
   WaitUntilQuiet();

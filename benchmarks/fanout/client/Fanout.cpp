@@ -205,24 +205,24 @@ int run(int argc, char** argv) {
   std::string earlier;
   bool realTime = false;
   std::size_t busy = 0;
-  CLI::App app("Measures the module beside other servers; see scripts/benchmark.");
+  CLI::App app("Compares the module with other servers; see scripts/benchmark.");
   app.add_option("--folder", folder, "where figures and logs go")->required()->check(CLI::ExistingDirectory);
-  app.add_option("--rounds", plan.rounds, "how often all is measured")->check(CLI::PositiveNumber);
+  app.add_option("--rounds", plan.rounds, "number of rounds")->check(CLI::PositiveNumber);
   auto kinds = plan.kinds;
   kinds.emplace_back("earlier");
-  app.add_option("--servers", plan.kinds, "which servers, instead of all; 'earlier' is --earlier's")
+  app.add_option("--servers", plan.kinds, "which servers, instead of all; 'earlier' is the one of --earlier")
       ->check(CLI::IsMember(kinds));
   app.add_option("--earlier", earlier, "another build of the module, for the server 'earlier'")
       ->check(CLI::ExistingFile);
-  app.add_option("--subscribers", plan.subscribers, "how many, instead of all these numbers")
+  app.add_option("--subscribers", plan.subscribers, "numbers of subscribers, instead of all")
       ->check(CLI::IsMember(plan.subscribers));
   app.add_option("--loads", plan.loads, "which loads, instead of all")->check(CLI::IsMember(plan.loads));
-  app.add_option("--paced-events", plan.pacedEvents, "how many paced events a measurement has")
+  app.add_option("--paced-events", plan.pacedEvents, "number of paced events per measurement")
       ->check(CLI::PositiveNumber);
   app.add_flag("--real-time", realTime, "the engine's thread has a real-time priority");
-  app.add_option("--busy", busy, "so many processes do nothing but use CPU");
-  app.add_flag("--paced-only", plan.pacedOnly, "leave the closed loop out");
-  app.add_flag("--quick", quick, "one short round, to see that all works");
+  app.add_option("--busy", busy, "number of processes that only use CPU meanwhile");
+  app.add_flag("--paced-only", plan.pacedOnly, "skip the closed loop");
+  app.add_flag("--quick", quick, "one short round, to check that everything works");
   app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
   CLI11_PARSE(app, argc, argv);
   raiseDescriptorLimit(10000);
