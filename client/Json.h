@@ -6,7 +6,7 @@
 
 namespace corvalux::client {
 
-/// The message as one JSON object, without a line's end. Numbers that JSON lacks become "NaN", "Infinity", "-Infinity".
+/// The message as one JSON object, without a newline. Numbers that JSON lacks become "NaN", "Infinity", "-Infinity".
 std::string jsonOf(const Message& message);
 
 }  // namespace corvalux::client

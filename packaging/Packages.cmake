@@ -1,4 +1,4 @@
-# The Debian packages, made by `cpack -G DEB`. Their revision is counted in the change log beside this file.
+# The Debian packages, made by `cpack -G DEB`. Their revision is in the change log beside this file.
 file(STRINGS changelog newest LIMIT_COUNT 1)
 if(NOT newest MATCHES "^corvalux-grpc \\(${PROJECT_VERSION}-([0-9]+)\\) ")
   message(FATAL_ERROR "packaging/changelog begins with '${newest}', but the version is ${PROJECT_VERSION}")
@@ -8,7 +8,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS changelog)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME corvalux-grpc)
-# Each package has a description of its own; a common one would be put before it.
+# Each package has its own description; a common one would be prepended.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_VENDOR corvalux)
 set(CPACK_PACKAGE_CONTACT "corvalux-grpc maintainers <maintainers@corvalux.invalid>")
@@ -41,7 +41,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS corvalux-grpc)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION
     "monitor and development host for the corvalux gRPC module
 corvalux-monitor shows what an engine streams: live bars on a terminal, JSON
-lines anywhere else. corvalux-devhost plays the engine.")
+lines anywhere else. corvalux-devhost simulates the engine.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME corvalux-grpc-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION devel)

@@ -1,5 +1,5 @@
-// What waits for a hand-out: measures what a client or the host asks for in the middle of a hand-out to many clients,
-// and what the same takes at rest.
+// Measures how long requests of a client or the host take during a hand-out to many clients, compared to an idle
+// module.
 #include <grpcpp/generic/async_generic_service.h>
 #include <sys/resource.h>
 
@@ -62,7 +62,7 @@ class Watch {
   int count = 0;
 };
 
-/// The module with its clients, another server in the same process, and an engine's thread when it is asked for.
+/// The module with its clients, another server in the same process, and an engine's thread on request.
 class Scene {
  public:
   Scene(const char* file, std::size_t clients) : module(file), clients(clients) {
@@ -73,7 +73,7 @@ class Scene {
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
 
-  /// How long `action` takes while a hand-out runs that has begun a moment ago; nothing at rest.
+  /// How long `action` takes during a hand-out that has just begun, or at rest.
   double Time(bool inHandOut, const std::function<void()>& action) {
     std::atomic<bool> begun = false;
     std::jthread engineThread;
@@ -84,7 +84,7 @@ class Scene {
     action();
     const double took = Milliseconds(Clock::now() - begin).count();
     if (engineThread.joinable()) engineThread.join();
-    std::this_thread::sleep_for(100ms);  // all is delivered
+    std::this_thread::sleep_for(100ms);  // until all is delivered
     return took;
   }
 
@@ -187,7 +187,7 @@ void measureSlowStream(Scene& scene, int repeats) {
   while (!probe.Read(20ms));
   measure(scene, "event on the slow stream", repeats, [&] {
     scene.Emit(sim::Event::meterSlow);
-    if (!probe.Read(20s)) throw std::runtime_error("a slow event does not come");
+    if (!probe.Read(20s)) throw std::runtime_error("a slow event does not arrive");
   });
   probe.Cancel();
   probe.Close();

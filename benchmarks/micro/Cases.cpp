@@ -31,7 +31,7 @@ struct Source {
   const PlainList list;
 };
 
-/// As the meter callbacks do it, but for the test whether anybody listens.
+/// As the meter callbacks do it, without the check for subscribers.
 void fill(const PlainList& list, Meter& message) {
   EntryCursor<Meter> cursor{&message};
   const KeyValueVisitor visitor = [](const KeyValueEntry* entry, void* user) {

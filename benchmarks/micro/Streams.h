@@ -18,12 +18,12 @@ using corvalux::grpc::Meter;
 using Reactor = corvalux::grpc::WriterReactorGeneric<Meter>;
 using Publisher = corvalux::grpc::PublisherGeneric<Meter>;
 
-/// Stands where gRPC's transport would: notes that a write was started, and does nothing.
+/// Replaces gRPC's transport: notes that a write was started, and does nothing else.
 class MockedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
  public:
   explicit MockedStream(Reactor* reactor) : bound(reactor) { BindReactor(reactor); }
 
-  /// Completes the write, if one was started. Answers whether one was.
+  /// Completes the write, if one was started. Returns whether one was.
   bool CompleteWrite() {
     if (!std::exchange(writing, false)) return false;
     bound->OnWriteDone(true);
@@ -40,7 +40,7 @@ class MockedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::Byt
  private:
   ::grpc::internal::ServerReactor* reactor() override { return bound; }
   void CallOnDone() override {}
-  /// Only newer versions of gRPC ask for it.
+  /// Only newer versions of gRPC call it.
   grpc_call* call() { return nullptr; }  // NOLINT(modernize-use-override)
 
   Reactor* const bound;
@@ -66,7 +66,7 @@ class Streams {
   Streams(const Streams&) = delete;
   Streams& operator=(const Streams&) = delete;
 
-  /// Completes all writes, and answers how many there were.
+  /// Completes all writes, and returns how many there were.
   std::size_t CompleteWrites() {
     std::size_t completed = 0;
     for (const auto& stream : streams) completed += stream->CompleteWrite() ? 1 : 0;

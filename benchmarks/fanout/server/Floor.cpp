@@ -21,7 +21,7 @@ namespace bench {
 
 namespace {
 
-/// A message as gRPC sends it on the call with number 1: in HTTP/2 frames of at most 16 KiB.
+/// A message as gRPC sends it on HTTP/2 stream 1: in frames of at most 16 KiB.
 std::string frame(std::string message) {
   constexpr std::size_t frameLimit = 16384;
   const auto length = static_cast<uint32_t>(message.size());
@@ -39,7 +39,7 @@ std::string frame(std::string message) {
 
 struct Connection {
   int socket;
-  std::string rest;  ///< what the socket did not take yet
+  std::string rest;  ///< what the socket has not accepted yet
 };
 
 class FloorSubject final : public Subject {
@@ -99,7 +99,7 @@ class FloorSubject final : public Subject {
     if (epoll_ctl(poll, EPOLL_CTL_ADD, socket, &event) != 0) throwErrno("epoll_ctl");
   }
 
-  /// Drops what the client says. Answers whether it is still there.
+  /// Discards what the client sends. Returns whether it is still connected.
   static bool Drain(const Connection& connection) {
     std::array<char, 4096> heard;
     ssize_t size = 0;
@@ -119,7 +119,7 @@ class FloorSubject final : public Subject {
   std::mutex mutex;
   std::list<Connection> connections;  // guarded by mutex
   std::string bytes;                  // guarded by mutex; the message, framed
-  std::size_t numberAt = 0;           // guarded by mutex; where in it the event's number stands
+  std::size_t numberAt = 0;           // guarded by mutex; the offset of the event's number in it
   std::jthread thread;
 };
 

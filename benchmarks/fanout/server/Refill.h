@@ -5,8 +5,8 @@
 
 namespace bench {
 
-/// Refills a message from the engine's list, for the servers that the module is compared with. Only floats and arrays
-/// of floats; throws std::invalid_argument for others.
+/// Refills a message from the engine's list, for the servers that the module is compared with. Only for floats and
+/// arrays of floats; throws std::invalid_argument for other values.
 void refill(KeyValueList list, corvalux::grpc::Meter& message);
 
 /// Registers for the engine's fast meters, as a module would.

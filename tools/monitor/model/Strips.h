@@ -12,13 +12,13 @@ namespace corvalux::monitor {
 
 /// The last part of a key: "peak" of "input/1/peak".
 std::string_view lastPart(std::string_view key);
-/// What is before it: "input/1"; empty for a key without parts.
+/// The part before it: "input/1"; empty for a key without parts.
 std::string_view prefixOf(std::string_view key);
 
-/// The value as a number, for every kind that is one number.
+/// The value as a number, if it is a single number.
 std::optional<double> numberOf(const client::Value& value);
 
-/// The values of one message whose keys begin alike: a channel, a bus.
+/// The values of one message whose keys share a prefix: a channel, a bus.
 struct Strip {
   std::string prefix;
   std::optional<double> peak;  ///< dBFS

@@ -13,7 +13,7 @@ namespace corvalux::monitor {
 namespace {
 
 MHD_Result answer(MHD_Connection* connection, unsigned int status, std::string_view body) {
-  // The library copies the body; the cast only leaves out const.
+  // The library copies the body, so casting const away is safe.
   MHD_Response* response =
       MHD_create_response_from_buffer(body.size(), const_cast<char*>(body.data()), MHD_RESPMEM_MUST_COPY);
   if (!response) return MHD_NO;

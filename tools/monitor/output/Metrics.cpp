@@ -29,8 +29,7 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
-/// The lines of a family of values. A series may stand there only once, so only the first of keys that repeat is
-/// written.
+/// The lines of a metric family. The format allows a series only once, so only the first of repeated keys is written.
 class Values {
  public:
   void Add(const std::string& stream, const client::Entry& entry) {

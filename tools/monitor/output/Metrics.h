@@ -11,7 +11,7 @@
 
 namespace corvalux::monitor {
 
-/// The newest values and what the streams do, in Prometheus' text format.
+/// The newest values and the streams' statistics, in Prometheus' text format.
 /// Threads: as Listener; Text on any thread.
 class Metrics : public client::Listener {
  public:
