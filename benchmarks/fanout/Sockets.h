@@ -12,8 +12,8 @@ int connectTo(uint16_t port);
 /// A socket that listens on a loopback port.
 int listenOn(uint16_t port);
 
-/// A loopback port that nobody listens on.
-uint16_t freePort();
+/// Lets this process open as many files as it may; throws std::runtime_error when that is fewer than `needed`.
+void raiseDescriptorLimit(std::size_t needed);
 
 /// Sends all bytes on a blocking socket; throws std::system_error.
 void sendAll(int socket, std::string_view bytes);

@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-#include "grpc.h"
 #include "micro/BestFill.h"
 #include "micro/PlainHost.h"
 #include "micro/Streams.h"
+#include "module/grpc/grpc.h"
 #include "support/Loads.h"
 
 namespace bench {

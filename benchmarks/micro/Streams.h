@@ -1,16 +1,15 @@
 #pragma once
 
-#include <grpcpp/support/server_callback.h>
-
 #include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include "PublisherGeneric.h"
-#include "ReactorOwnerGeneric.h"
-#include "WriterReactorGeneric.h"
 #include "corvalux/grpc/streams.pb.h"
+#include "module/grpc/PublisherGeneric.h"
+#include "module/grpc/ReactorOwnerGeneric.h"
+#include "module/grpc/WriterReactorGeneric.h"
+#include "support/StreamMock.h"
 
 namespace bench {
 
@@ -18,10 +17,10 @@ using corvalux::grpc::Meter;
 using Reactor = corvalux::grpc::WriterReactorGeneric<Meter>;
 using Publisher = corvalux::grpc::PublisherGeneric<Meter>;
 
-/// Replaces gRPC's transport: notes that a write was started, and does nothing else.
-class MockedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
+/// Only notes that a write was started: what a mock does beyond that would be counted, too.
+class CountedStream final : public test::StreamMock {
  public:
-  explicit MockedStream(Reactor* reactor) : bound(reactor) { BindReactor(reactor); }
+  explicit CountedStream(Reactor* reactor) : bound(reactor) { BindReactor(reactor); }
 
   /// Completes the write, if one was started. Returns whether one was.
   bool CompleteWrite() {
@@ -31,30 +30,23 @@ class MockedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::Byt
   }
 
   void Finish(::grpc::Status /*status*/) override {}
-  void SendInitialMetadata() override {}
-  void Read(::grpc::ByteBuffer* /*message*/) override {}
   void Write(const ::grpc::ByteBuffer* /*message*/, ::grpc::WriteOptions /*options*/) override { writing = true; }
-  void WriteAndFinish(const ::grpc::ByteBuffer* /*message*/, ::grpc::WriteOptions /*options*/,
-                      ::grpc::Status /*status*/) override {}
 
  private:
   ::grpc::internal::ServerReactor* reactor() override { return bound; }
-  void CallOnDone() override {}
-  /// Only newer versions of gRPC call it.
-  grpc_call* call() { return nullptr; }  // NOLINT(modernize-use-override)
 
   Reactor* const bound;
   bool writing = false;
 };
 
-/// `count` streams subscribed to `publisher`. On one thread only.
+/// `count` streams subscribed to `publisher`; no service lists them. On one thread only.
 class Streams {
  public:
   Streams(Publisher& publisher, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
       reactors.push_back(new Reactor(&publisher, owner));
       publisher.Add(reactors.back());
-      streams.push_back(std::make_unique<MockedStream>(reactors.back()));
+      streams.push_back(std::make_unique<CountedStream>(reactors.back()));
     }
   }
 
@@ -77,7 +69,7 @@ class Streams {
   std::shared_ptr<corvalux::grpc::ReactorOwnerGeneric<Meter>> owner =
       std::make_shared<corvalux::grpc::ReactorOwnerGeneric<Meter>>();
   std::vector<Reactor*> reactors;
-  std::vector<std::unique_ptr<MockedStream>> streams;
+  std::vector<std::unique_ptr<CountedStream>> streams;
 };
 
 }  // namespace bench

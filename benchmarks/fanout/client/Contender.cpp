@@ -10,6 +10,7 @@
 
 #include "fanout/Sockets.h"
 #include "fanout/client/Brokers.h"
+#include "support/FreePort.h"
 #include "support/Wire.h"
 
 namespace bench {
@@ -34,7 +35,7 @@ Timeline* mapTimeline(int file) {
 }  // namespace
 
 Contender::Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper)
-    : kind(std::move(kind)), port(freePort()), timelineFile(memfd_create("timeline", 0)) {
+    : kind(std::move(kind)), port(test::freePort()), timelineFile(memfd_create("timeline", 0)) {
   timeline = mapTimeline(timelineFile);
   for (const Load& load : {smallLoad(), mediumLoad(), largeLoad()}) {
     numberOffsets.emplace(wireBytes(load, 0).size(), sequenceOffset(load));

@@ -1,7 +1,5 @@
 // Measures all servers side by side: every round visits each combination of subscribers and load, and measures all
 // servers there one after the other, in an order that changes from round to round. Writes one line per figure.
-#include <sys/resource.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
@@ -187,16 +185,6 @@ void countInstructions(const Plan& plan, const std::filesystem::path& folder) {
   }
 }
 
-void raiseDescriptorLimit(rlim_t needed) {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  if (limit.rlim_max < needed) {
-    throw std::runtime_error("the limit of open files is below " + std::to_string(needed));
-  }
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
 int run(int argc, char** argv) {
   Plan plan;
   std::string folder;
@@ -225,7 +213,7 @@ int run(int argc, char** argv) {
   app.add_flag("--quick", quick, "one short round, to check that everything works");
   app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
   CLI11_PARSE(app, argc, argv);
-  raiseDescriptorLimit(10000);
+  bench::raiseDescriptorLimit(10000);
   if (!earlier.empty()) setenv(bench::earlierModule, std::filesystem::absolute(earlier).c_str(), 1);
   if (quick) {
     plan.rounds = 1;

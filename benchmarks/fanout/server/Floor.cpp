@@ -13,8 +13,7 @@
 #include <vector>
 
 #include "fanout/Sockets.h"
-#include "fanout/server/Refill.h"
-#include "fanout/server/Subject.h"
+#include "fanout/server/MeterSubject.h"
 #include "support/Wire.h"
 
 namespace bench {
@@ -48,8 +47,8 @@ class FloorSubject final : public Subject {
     epoll_event event{EPOLLIN, {.ptr = nullptr}};
     if (epoll_ctl(poll, EPOLL_CTL_ADD, listener, &event) != 0) throwErrno("epoll_ctl");
     thread = std::jthread([this] { Run(); });
-    hearMeters(
-        engine, [](KeyValueList /*list*/, void* user) { static_cast<FloorSubject*>(user)->Hear(); }, this);
+    registerForMeters(
+        engine, [](KeyValueList /*list*/, void* user) { static_cast<FloorSubject*>(user)->Receive(); }, this);
   }
 
   void Prepare(const Load& load) override {
@@ -59,7 +58,7 @@ class FloorSubject final : public Subject {
   }
 
  private:
-  void Hear() {
+  void Receive() {
     const std::lock_guard lock(mutex);
     std::memcpy(bytes.data() + numberAt, &sequence, sizeof sequence);
     for (Connection& connection : connections) {
@@ -101,10 +100,10 @@ class FloorSubject final : public Subject {
 
   /// Discards what the client sends. Returns whether it is still connected.
   static bool Drain(const Connection& connection) {
-    std::array<char, 4096> heard;
+    std::array<char, 4096> received;
     ssize_t size = 0;
     do {
-      size = recv(connection.socket, heard.data(), heard.size(), 0);
+      size = recv(connection.socket, received.data(), received.size(), 0);
     } while (size > 0);
     return size < 0 && errno == EAGAIN;
   }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "sim/Engine.h"
+#include "sim/KeyValues.h"
 #include "support/Loads.h"
 
 namespace bench {
@@ -42,5 +43,10 @@ std::unique_ptr<Subject> startPublisher(sim::Engine& engine, uint16_t port, cons
 
 /// The memory quota of every gRPC server here, far more than it needs: see grpc_memory_kb.
 constexpr std::size_t quotaKb = 1024UL * 1024;
+
+/// The module's configuration with that memory, for a loopback port.
+inline sim::KeyValues moduleConfig(uint16_t port) {
+  return {{"serverUrl", "127.0.0.1:" + std::to_string(port)}, {"grpc_memory_kb", static_cast<int32_t>(quotaKb)}};
+}
 
 }  // namespace bench
