@@ -1,5 +1,5 @@
-// What waits for a hand-out: measures what a client or the host asks for in the middle of a hand-out to many clients,
-// and what the same takes at rest.
+// Measures how long requests of a client or the host take during a hand-out to many clients, compared to an idle
+// module.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
