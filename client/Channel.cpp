@@ -35,7 +35,8 @@ void keepLibraryRunning() {
 
 }  // namespace
 
-std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const Keepalive& keepalive) {
+std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const Keepalive& keepalive,
+                                             std::size_t messageBytes) {
   keepLibraryRunning();
   ::grpc::ChannelArguments arguments;
   // With the probe, gRPC enlarges the receive window up to 4 MB. A slow reader would then find up to 4 MB of old meters
@@ -48,6 +49,7 @@ std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const K
   arguments.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
   // A feed retries itself; and without gRPC's retries the request is written only once there is a connection.
   arguments.SetInt(GRPC_ARG_ENABLE_RETRIES, 0);
+  arguments.SetMaxReceiveMessageSize(static_cast<int>(messageBytes));
   return ::grpc::CreateCustomChannel(address, ::grpc::InsecureChannelCredentials(), arguments);
 }
 

@@ -3,6 +3,7 @@
 #include <grpcpp/channel.h>
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -16,6 +17,8 @@ struct Keepalive {
 
 /// A channel with a connection of its own, which connects when it is first used. May be destroyed on any thread: the
 /// first one keeps gRPC's threads running for the process's lifetime.
-std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const Keepalive& keepalive);
+/// `messageBytes`: the largest message that is received; a larger one ends its call.
+std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const Keepalive& keepalive,
+                                             std::size_t messageBytes);
 
 }  // namespace corvalux::client

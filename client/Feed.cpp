@@ -75,7 +75,7 @@ void Feed::Connect() {
   connected = received = false;
   reason.clear();
   Report(ConnectionState::Phase::connecting);
-  channel = makeChannel(settings.address, settings.keepalive);
+  channel = makeChannel(settings.address, settings.keepalive, settings.messageBytes);
   Owner& owner = *this;
   for (const Stream stream : settings.streams) {
     readers.push_back(std::make_unique<StreamReader>(channel, stream, listener, owner));

@@ -26,6 +26,7 @@ struct FeedSettings {
   bool reconnect = true;
   std::chrono::milliseconds connectTimeout{5'000};
   Keepalive keepalive = {};
+  std::size_t messageBytes = 4UL << 20;  ///< a larger message ends its stream
 };
 
 /// Delivers the streams of one device to a listener: connects, subscribes, and when any stream ends, restarts all of

@@ -32,23 +32,29 @@ struct ToJson {
   }
 };
 
-/// Seconds since 1970, to the microsecond.
+}  // namespace
+
+Json jsonOf(const Value& value) { return std::visit(ToJson(), value); }
+
 double secondsOf(std::chrono::system_clock::time_point time) {
   return static_cast<double>(std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count()) /
          1e6;
 }
 
-}  // namespace
+std::string jsonOf(Stream stream, std::chrono::system_clock::time_point time,
+                   const std::vector<const Entry*>& entries) {
+  Json list = Json::array();
+  for (const Entry* entry : entries) {
+    list.push_back({{"key", entry->key}, {"kind", kindName(entry->value)}, {"value", jsonOf(entry->value)}});
+  }
+  const Json object = {{"stream", nameOf(stream)}, {"time", secondsOf(time)}, {"entries", std::move(list)}};
+  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
 
 std::string jsonOf(const Message& message) {
-  Json entries = Json::array();
-  for (const Entry& entry : message.entries) {
-    entries.push_back(
-        {{"key", entry.key}, {"kind", kindName(entry.value)}, {"value", std::visit(ToJson(), entry.value)}});
-  }
-  const Json object = {
-      {"stream", nameOf(message.stream)}, {"time", secondsOf(message.arrival.wall)}, {"entries", std::move(entries)}};
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::vector<const Entry*> entries;
+  for (const Entry& entry : message.entries) entries.push_back(&entry);
+  return jsonOf(message.stream, message.arrival.wall, entries);
 }
 
 }  // namespace corvalux::client

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <type_traits>
 
 #include "client/Utf8.h"
 
@@ -33,6 +34,14 @@ struct Describer {
   }
 };
 
+struct ToNumber {
+  template <typename T>
+  std::optional<double> operator()(const T& value) const {
+    if constexpr (std::is_arithmetic_v<T>) return static_cast<double>(value);
+    return std::nullopt;
+  }
+};
+
 }  // namespace
 
 const char* kindName(const Value& value) {
@@ -41,6 +50,8 @@ const char* kindName(const Value& value) {
   static_assert(names.size() == std::variant_size_v<Value>);
   return names.at(value.index());
 }
+
+std::optional<double> numberOf(const Value& value) { return std::visit(ToNumber(), value); }
 
 std::string describe(const Value& value) { return std::visit(Describer(), value); }
 

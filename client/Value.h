@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -21,6 +22,9 @@ struct Entry {
 
 /// The kind as the schema names it: "string", "float", ..., "float_array", ..., or "none".
 const char* kindName(const Value& value);
+
+/// The value as a number, if it is a single number.
+std::optional<double> numberOf(const Value& value);
 
 /// The value in human-readable form, without control characters: numbers short, arrays in brackets.
 std::string describe(const Value& value);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "client/Address.h"
 #include "program/Between.h"
 
 namespace corvalux::monitor {
@@ -11,8 +12,6 @@ namespace corvalux::monitor {
 namespace {
 
 using program::between;
-
-constexpr const char* defaultPort = "50005";
 
 constexpr const char* description =
     "Shows the meters and changes that a corvalux engine streams: live on a terminal, one JSON\n"
@@ -91,15 +90,12 @@ void addSourceOptions(CLI::App& app, Options& options, std::vector<std::string>&
       "End when the connection fails or is lost,\ninstead of retrying indefinitely");
 }
 
-/// At most one of the first four.
+/// At most one of the first three.
 void addOutputOptions(CLI::App& app, Options& options) {
   const std::vector<CLI::Option*> ways = {
       app.add_flag("--json", options.json, "JSON lines, also on a terminal"),
       app.add_flag("--table", options.table, "Print the current values once, as a table"),
-      app.add_flag("--check", options.check, "Print one line that says whether meters arrive,\nand set the exit code"),
-      app.add_option("--prometheus", options.prometheus, "Serve http://127.0.0.1:PORT/metrics;\n0 picks a free port")
-          ->type_name("PORT")
-          ->check(between(0, 65535, "a port from 0 to 65535"))};
+      app.add_flag("--check", options.check, "Print one line that says whether meters arrive,\nand set the exit code")};
   for (CLI::Option* way : ways) {
     for (CLI::Option* other : ways) {
       if (way != other) way->excludes(other);
@@ -118,16 +114,6 @@ void addRunOptions(CLI::App& app, Options& options) {
 }
 
 }  // namespace
-
-std::string withPort(const std::string& address) {
-  const auto colons = std::count(address.begin(), address.end(), ':');
-  if (address.starts_with('[')) return address.ends_with(']') ? address + ":" + defaultPort : address;
-  if (colons == 0) return address + ":" + defaultPort;
-  const std::string scheme = address.substr(0, address.find(':'));
-  static const std::vector<std::string> schemes = {"unix", "unix-abstract", "vsock", "dns", "ipv4", "ipv6"};
-  if (std::find(schemes.begin(), schemes.end(), scheme) != schemes.end() || colons == 1) return address;
-  return "[" + address + "]:" + defaultPort;
-}
 
 std::variant<Options, ExitCode> parse(int argc, const char* const* argv) {
   Options options;
@@ -149,7 +135,7 @@ std::variant<Options, ExitCode> parse(int argc, const char* const* argv) {
     std::fprintf(stderr, "corvalux-monitor: %s (see --help)\n", error.what());
     return ExitCode::usage;
   }
-  options.address = withPort(options.address);
+  options.address = client::withPort(options.address);
   options.streams = streamsOf(streams);
   return options;
 }

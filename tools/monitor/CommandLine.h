@@ -21,15 +21,11 @@ struct Options {
   bool reconnect = true;
   bool table = false;
   bool check = false;
-  std::optional<uint16_t> prometheus;  ///< a port of this machine, 0 for a free one
-  std::string record;                  ///< a file; empty for none
+  std::string record;  ///< a file; empty for none
 };
 
 /// Parses the command line. If there is nothing to run, prints the help, the version or an error and returns the exit
 /// code.
 std::variant<Options, ExitCode> parse(int argc, const char* const* argv);
-
-/// The address, with the default port if it is a host without one.
-std::string withPort(const std::string& address);
 
 }  // namespace corvalux::monitor

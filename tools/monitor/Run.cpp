@@ -18,9 +18,7 @@
 #include "monitor/Watch.h"
 #include "monitor/model/Board.h"
 #include "monitor/output/FirstMessages.h"
-#include "monitor/output/HttpServer.h"
 #include "monitor/output/JsonLines.h"
-#include "monitor/output/Metrics.h"
 #include "monitor/output/Notes.h"
 #include "monitor/output/Recorder.h"
 #include "monitor/screen/Terminal.h"
@@ -116,16 +114,6 @@ ExitCode runCheck(const Options& options, const program::StopSignals& signals) {
   const ExitCode code = messages.Result(runUntilFirst(options, signals, ending, messages));
   print(messages.Report() + "\n");
   return code;
-}
-
-ExitCode runPrometheus(const Options& options, const program::StopSignals& signals) {
-  Ending ending;
-  Notes notes(options.address);
-  Metrics metrics;
-  const HttpServer server(*options.prometheus, [&metrics] { return metrics.Text(); });
-  std::fprintf(stderr, "corvalux-monitor: metrics on http://127.0.0.1:%d/metrics\n", server.Port());
-  Run run(options, signals, ending, {&notes, &metrics});
-  return run.FinishAtEnd(nothing);
 }
 
 ExitCode runScreen(const Options& options, const program::StopSignals& signals) {

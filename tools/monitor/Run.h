@@ -11,6 +11,5 @@ ExitCode runJson(const Options& options, const program::StopSignals& signals);
 ExitCode runScreen(const Options& options, const program::StopSignals& signals);
 ExitCode runTable(const Options& options, const program::StopSignals& signals);
 ExitCode runCheck(const Options& options, const program::StopSignals& signals);
-ExitCode runPrometheus(const Options& options, const program::StopSignals& signals);
 
 }  // namespace corvalux::monitor

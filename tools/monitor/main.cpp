@@ -17,7 +17,6 @@ namespace {
 auto runnerOf(const Options& options) {
   if (options.check) return runCheck;
   if (options.table) return runTable;
-  if (options.prometheus) return runPrometheus;
   return isatty(STDOUT_FILENO) == 1 && !options.json ? runScreen : runJson;
 }
 

@@ -46,16 +46,6 @@ TEST(CommandLine, TakesEveryOption) {
   EXPECT_FALSE(options.reconnect);
 }
 
-TEST(CommandLine, AddsThePortWhereThereIsNone) {
-  EXPECT_EQ(withPort("mixer.local"), "mixer.local:50005");
-  EXPECT_EQ(withPort("mixer.local:1"), "mixer.local:1");
-  EXPECT_EQ(withPort("::1"), "[::1]:50005");
-  EXPECT_EQ(withPort("[::1]"), "[::1]:50005");
-  EXPECT_EQ(withPort("[::1]:1"), "[::1]:1");
-  EXPECT_EQ(withPort("unix:/a:b"), "unix:/a:b");
-  EXPECT_EQ(withPort("dns:///mixer:1"), "dns:///mixer:1");
-}
-
 TEST(CommandLine, SaysWhatIsWrong) {
   EXPECT_THAT(complaintAbout({"--stream", "medium"}), HasSubstr("takes fast, slow or changes, not 'medium'"));
   EXPECT_THAT(complaintAbout({"--count", "0"}), HasSubstr("takes a whole number above 0, not '0'"));

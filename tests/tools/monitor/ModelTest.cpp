@@ -6,7 +6,6 @@
 #include "monitor/model/Board.h"
 #include "monitor/model/Inbox.h"
 #include "monitor/model/Scale.h"
-#include "monitor/model/StreamStatistics.h"
 #include "monitor/model/Strips.h"
 
 namespace corvalux::monitor {
@@ -26,10 +25,6 @@ client::Message messageAt(client::Stream stream, milliseconds time, std::vector<
   message.bytes.resize(bytes);
   message.entries = std::move(entries);
   return message;
-}
-
-client::Message counted(milliseconds time, uint32_t counter) {
-  return messageAt(client::Stream::fast, time, {{"counter", counter}});
 }
 
 }  // namespace
@@ -92,60 +87,6 @@ TEST(Strips, HoldThePeakThenLetItFall) {
   EXPECT_NEAR(holdAt(-40, Strips::holdTime + milliseconds(1000)), -26, 0.01);
   EXPECT_EQ(holdAt(-10, Strips::holdTime + milliseconds(1001)), -10);
   EXPECT_EQ(holdAt(-40, Strips::holdTime + milliseconds(60'000)), -40);
-}
-
-TEST(StreamStatistics, CountWhatTheCounterSkips) {
-  StreamStatistics statistics;
-  for (const uint32_t counter : {10U, 11U, 14U, 15U}) statistics.Take(counted(milliseconds(0), counter));
-  EXPECT_TRUE(statistics.HasCounter());
-  EXPECT_EQ(statistics.Missed(), 2U);
-}
-
-TEST(StreamStatistics, ACounterThatRestartsOrWrapsIsNoGap) {
-  StreamStatistics statistics;
-  for (const uint32_t counter : {4000U, 1U, 2U}) statistics.Take(counted(milliseconds(0), counter));
-  statistics.Interrupt();
-  statistics.Take(counted(milliseconds(0), 50));
-  statistics.Interrupt();
-  for (const uint32_t counter : {4'294'967'295U, 0U, 1U}) statistics.Take(counted(milliseconds(0), counter));
-  EXPECT_EQ(statistics.Missed(), 0U);
-}
-
-TEST(StreamStatistics, MeasureRateBytesAndJitter) {
-  StreamStatistics steady;
-  StreamStatistics uneven;
-  for (int i = 0; i < 200; ++i) {
-    steady.Take(counted(milliseconds(i * 40), 1));
-    uneven.Take(counted(milliseconds(i * 40 + i % 2 * 10), 1));
-  }
-  const auto now = begin + milliseconds(199 * 40);
-  EXPECT_NEAR(steady.MessagesPerSecond(now), 25, 0.5);
-  EXPECT_NEAR(steady.BytesPerSecond(now), 2500, 50);
-  EXPECT_NEAR(steady.JitterMs(now), 0, 0.001);
-  EXPECT_NEAR(uneven.JitterMs(now), 10, 0.2);
-  EXPECT_EQ(steady.Messages(), 200U);
-  EXPECT_EQ(steady.Bytes(), 20'000U);
-}
-
-TEST(StreamStatistics, OfAStreamThatStoppedFallToZero) {
-  StreamStatistics statistics;
-  EXPECT_FALSE(statistics.Age(begin));
-  for (int i = 0; i < 10; ++i) statistics.Take(counted(milliseconds(i * 40), 1));
-  const auto later = begin + milliseconds(360) + std::chrono::seconds(10);
-  EXPECT_EQ(statistics.MessagesPerSecond(later), 0);
-  EXPECT_EQ(statistics.BytesPerSecond(later), 0);
-  EXPECT_EQ(statistics.Age(later), std::chrono::seconds(10));
-}
-
-TEST(StreamStatistics, CountRejectedMessagesButNotAsMissed) {
-  StreamStatistics statistics;
-  statistics.Take(counted(milliseconds(0), 1));
-  client::Message rejected = messageAt(client::Stream::fast, milliseconds(0), {});
-  rejected.valid = false;
-  statistics.Take(rejected);
-  statistics.Take(counted(milliseconds(0), 3));
-  EXPECT_EQ(statistics.Rejected(), 1U);
-  EXPECT_EQ(statistics.Missed(), 0U);
 }
 
 TEST(Inbox, KeepsOnlyTheNewestMetersButEveryChange) {

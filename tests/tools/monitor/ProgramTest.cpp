@@ -1,7 +1,5 @@
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -40,27 +38,6 @@ class Program : public testing::Test {
     std::istringstream text(process.Output());
     for (std::string line; std::getline(text, line);) lines.push_back(nlohmann::json::parse(line));
     return lines;
-  }
-
-  /// The whole answer of a server on this machine; empty when there is none.
-  static std::string Get(const std::string& port, const std::string& path) {
-    const int file = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in target{};
-    target.sin_family = AF_INET;
-    target.sin_port = htons(static_cast<uint16_t>(std::stoi(port)));
-    target.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const std::string request = "GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n";
-    std::string page;
-    if (connect(file, reinterpret_cast<sockaddr*>(&target), sizeof target) == 0 &&
-        write(file, request.data(), request.size()) > 0) {
-      std::array<char, 4096> bytes;
-      for (ssize_t count = 1; count > 0;) {
-        count = read(file, bytes.data(), bytes.size());
-        if (count > 0) page.append(bytes.data(), static_cast<std::size_t>(count));
-      }
-    }
-    close(file);
-    return page;
   }
 
   const test::TempDir folder;
@@ -271,43 +248,4 @@ TEST_F(Program, ARecordingWhoseEndCannotBeWrittenIsAnErrorOfItsOwn) {
                    "--stream", "fast", "--count", "10", "--record", file});
   EXPECT_EQ(process.Wait(), 4);
   EXPECT_THAT(process.Errors(), HasSubstr("the recording '" + file + "' cannot be written: File too large"));
-}
-
-TEST_F(Program, ServesMetricsOnThisMachineOnly) {
-  test::FakeDevice device(address);
-  auto text = test::keyValue("na\"me");
-  text.mutable_value()->mutable_string_value()->set_data("a\\b");
-  auto level = test::keyValue("a/peak");
-  level.mutable_value()->set_float_value(-12.3F);
-  device.Send(Stream::fast, {level, level, text, test::keyValue("bad\xFF")});
-  Process process(Command({"--prometheus", "0"}));
-  ASSERT_TRUE(process.WaitForErrors("connected to"));
-  const std::string errors = process.Errors();
-  const auto begin = errors.find("http://127.0.0.1:");
-  ASSERT_NE(begin, std::string::npos);
-  const std::string port = errors.substr(begin + 17, errors.find('/', begin + 17) - begin - 17);
-  std::string page;
-  const auto deadline = std::chrono::steady_clock::now() + test::patience;
-  while (page.find("corvalux_value") == std::string::npos && std::chrono::steady_clock::now() < deadline) {
-    page = Get(port, "/metrics");
-  }
-  EXPECT_THAT(page, HasSubstr("HTTP/1.1 200 OK"));
-  EXPECT_THAT(page, HasSubstr("\ncorvalux_up 1\n"));
-  EXPECT_THAT(page, HasSubstr("\ncorvalux_messages_total{stream=\"fast\"} 1\n"));
-  EXPECT_THAT(page, HasSubstr("\ncorvalux_repaired_texts_total{stream=\"fast\"} 1\n"));
-  EXPECT_THAT(page, HasSubstr("\ncorvalux_value{stream=\"fast\",key=\"a/peak\"} -12.3\n# HELP corvalux_text"));
-  EXPECT_THAT(page, HasSubstr("\ncorvalux_text{stream=\"fast\",key=\"na\\\"me\",text=\"a\\\\b\"} 1\n"));
-  EXPECT_THAT(Get(port, "/other"), HasSubstr("404"));
-  process.Signal(SIGTERM);
-  EXPECT_EQ(process.Wait(), 0);
-}
-
-TEST_F(Program, APortThatIsTakenIsAnErrorOfItsOwn) {
-  Process first(Command({"--prometheus", "0"}));
-  ASSERT_TRUE(first.WaitForErrors("/metrics"));
-  const std::string errors = first.Errors();
-  const auto begin = errors.find("http://127.0.0.1:") + 17;
-  Process second(Command({"--prometheus", errors.substr(begin, errors.find('/', begin) - begin)}));
-  EXPECT_EQ(second.Wait(), 4);
-  EXPECT_THAT(second.Errors(), HasSubstr("cannot listen on 127.0.0.1:"));
 }

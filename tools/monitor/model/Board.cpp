@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "client/Key.h"
+
 namespace corvalux::monitor {
 
 void Board::Take(News arrived, std::chrono::steady_clock::time_point now) {
@@ -28,7 +30,7 @@ void Board::Learn(const std::string& key, const std::string& value) {
 
 void Board::Log(const client::Message& message) {
   for (const client::Entry& entry : message.entries) {
-    if (lastPart(entry.key) == "counter") continue;
+    if (client::lastPart(entry.key) == "counter") continue;
     const std::string after = client::describe(entry.value);
     Learn(entry.key, after);
     changes.push_front({message.arrival.wall, entry.key, known[entry.key].before, after});

@@ -22,7 +22,7 @@ void Inbox::Change(const client::ConnectionState& state) {
   connection = state;
   connectionSince = std::chrono::steady_clock::now();
   if (state.phase == client::ConnectionState::Phase::connecting) {
-    for (StreamStatistics& each : statistics) each.Interrupt();
+    for (client::StreamStatistics& each : statistics) each.Interrupt();
   }
 }
 

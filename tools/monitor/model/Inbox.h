@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "client/Listener.h"
-#include "monitor/model/StreamStatistics.h"
+#include "client/StreamStatistics.h"
 
 namespace corvalux::monitor {
 
@@ -19,7 +19,7 @@ struct News {
   std::vector<client::Message> changes;  ///< all of them
   client::ConnectionState state;
   std::chrono::steady_clock::time_point stateSince;
-  std::array<StreamStatistics, client::allStreams.size()> statistics;
+  std::array<client::StreamStatistics, client::allStreams.size()> statistics;
 };
 
 /// The queue between the feed and the screen: keeps only the newest message of meters, but all changes, up to a limit.
@@ -43,7 +43,7 @@ class Inbox : public client::Listener {
   std::deque<client::Message> changes;                                 // guarded by mutex
   client::ConnectionState connection;                                  // guarded by mutex
   std::chrono::steady_clock::time_point connectionSince;               // guarded by mutex
-  std::array<StreamStatistics, client::allStreams.size()> statistics;  // guarded by mutex
+  std::array<client::StreamStatistics, client::allStreams.size()> statistics;  // guarded by mutex
 };
 
 }  // namespace corvalux::monitor

@@ -3,19 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "client/Key.h"
 #include "monitor/model/Scale.h"
 
 namespace corvalux::monitor {
 
 namespace {
-
-struct ToNumber {
-  template <typename T>
-  std::optional<double> operator()(const T& value) const {
-    if constexpr (std::is_arithmetic_v<T>) return static_cast<double>(value);
-    return std::nullopt;
-  }
-};
 
 double clipped(double level) { return std::isnan(level) ? floorDb : std::max(level, floorDb); }
 
@@ -26,9 +19,9 @@ bool isLevel(const client::Value& value) {
 /// Stores the value in its field; a repeated key goes to the others.
 void place(Strip& strip, std::string_view name, const client::Value& value) {
   if (isLevel(value) && (name == "peak" || name == "level") && !strip.peak) {
-    strip.peak = clipped(*numberOf(value));
+    strip.peak = clipped(*client::numberOf(value));
   } else if (isLevel(value) && name == "rms" && !strip.rms) {
-    strip.rms = clipped(*numberOf(value));
+    strip.rms = clipped(*client::numberOf(value));
   } else if (const auto* list = std::get_if<std::vector<float>>(&value); list && strip.spectrum.empty()) {
     strip.spectrum = *list;
   } else {
@@ -38,19 +31,11 @@ void place(Strip& strip, std::string_view name, const client::Value& value) {
 
 }  // namespace
 
-std::string_view lastPart(std::string_view key) { return key.substr(key.rfind('/') + 1); }
-
-std::string_view prefixOf(std::string_view key) {
-  const auto slash = key.rfind('/');
-  return slash == std::string_view::npos ? std::string_view() : key.substr(0, slash);
-}
-
-std::optional<double> numberOf(const client::Value& value) { return std::visit(ToNumber(), value); }
-
 void Strips::Take(const std::vector<client::Entry>& entries, Clock::time_point now) {
   strips.clear();
   places.clear();
-  for (const client::Entry& entry : entries) place(StripOf(prefixOf(entry.key)), lastPart(entry.key), entry.value);
+  for (const client::Entry& entry : entries)
+    place(StripOf(client::prefixOf(entry.key)), client::lastPart(entry.key), entry.value);
   for (Strip& strip : strips) {
     if (strip.HasLevel()) strip.hold = Held(strip.prefix, strip.peak ? *strip.peak : *strip.rms, now);
   }

@@ -10,14 +10,6 @@
 
 namespace corvalux::monitor {
 
-/// The last part of a key: "peak" of "input/1/peak".
-std::string_view lastPart(std::string_view key);
-/// The part before it: "input/1"; empty for a key without parts.
-std::string_view prefixOf(std::string_view key);
-
-/// The value as a number, if it is a single number.
-std::optional<double> numberOf(const client::Value& value);
-
 /// The values of one message whose keys share a prefix: a channel, a bus.
 struct Strip {
   std::string prefix;

@@ -24,7 +24,7 @@ std::string padded(const std::string& text, int width) {
 }
 
 /// The most important first: those that do not fit are dropped from the end.
-std::vector<Figure> figuresOf(const StreamStatistics& statistics, Clock::time_point now) {
+std::vector<Figure> figuresOf(const client::StreamStatistics& statistics, Clock::time_point now) {
   const auto age = statistics.Age(now);
   const bool stale = age && *age > std::chrono::seconds(5);
   std::vector<Figure> figures = {

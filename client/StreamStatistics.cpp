@@ -1,11 +1,11 @@
-#include "monitor/model/StreamStatistics.h"
+#include "client/StreamStatistics.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "monitor/model/Strips.h"
+#include "client/Key.h"
 
-namespace corvalux::monitor {
+namespace corvalux::client {
 
 namespace {
 
@@ -21,7 +21,7 @@ auto recent(const Samples& samples, StreamStatistics::Clock::time_point now) {
 
 }  // namespace
 
-void StreamStatistics::Take(const client::Message& message) {
+void StreamStatistics::Take(const Message& message) {
   const auto now = message.arrival.steady;
   const auto interval = before ? std::optional(Seconds(now - *before).count()) : std::nullopt;
   newest = before = now;
@@ -38,8 +38,8 @@ void StreamStatistics::Take(const client::Message& message) {
   }
 }
 
-void StreamStatistics::Count(const client::Message& message) {
-  const auto entry = std::find_if(message.entries.begin(), message.entries.end(), [](const client::Entry& candidate) {
+void StreamStatistics::Count(const Message& message) {
+  const auto entry = std::find_if(message.entries.begin(), message.entries.end(), [](const Entry& candidate) {
     return std::holds_alternative<uint32_t>(candidate.value) && lastPart(candidate.key) == "counter";
   });
   if (entry == message.entries.end()) return;
@@ -91,4 +91,4 @@ std::optional<StreamStatistics::Clock::duration> StreamStatistics::Age(Clock::ti
   return newest ? std::optional(now - *newest) : std::nullopt;
 }
 
-}  // namespace corvalux::monitor
+}  // namespace corvalux::client

@@ -7,7 +7,7 @@
 
 #include "client/Listener.h"
 
-namespace corvalux::monitor {
+namespace corvalux::client {
 
 /// The statistics of one stream, from its first message on.
 /// Threads: one at a time.
@@ -18,7 +18,7 @@ class StreamStatistics {
   /// Rate, bytes and jitter are measured over this time.
   static constexpr std::chrono::seconds window{4};
 
-  void Take(const client::Message& message);
+  void Take(const Message& message);
   /// Call it before a reconnect: the counter may restart, and the gap does not count as jitter.
   void Interrupt();
 
@@ -45,7 +45,7 @@ class StreamStatistics {
     std::optional<double> interval;  ///< s, since the message before
   };
 
-  void Count(const client::Message& message);
+  void Count(const Message& message);
 
   std::deque<Sample> samples;
   std::optional<Clock::time_point> newest;
@@ -58,4 +58,4 @@ class StreamStatistics {
   uint64_t missed = 0;
 };
 
-}  // namespace corvalux::monitor
+}  // namespace corvalux::client

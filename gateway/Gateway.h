@@ -1,0 +1,47 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include "gateway/api/Api.h"
+#include "gateway/devices/Devices.h"
+#include "gateway/http/HttpServer.h"
+#include "gateway/service/Log.h"
+#include "gateway/service/ServiceManager.h"
+#include "gateway/settings/CommandLine.h"
+
+namespace corvalux::gateway {
+
+/// The whole program: one loop on the thread that runs it.
+/// Create it before any other thread, since it handles the process's signals.
+class Gateway {
+ public:
+  /// `readAgain` reads the settings for SIGHUP; it may throw UsageError. Throws std::runtime_error with a sentence when
+  /// it cannot listen.
+  Gateway(const Settings& settings, std::function<std::optional<Settings>()> readAgain);
+
+  /// Until SIGTERM or SIGINT.
+  void Run();
+
+ private:
+  void SayWhere();
+  void AwaitSignal();
+  void Reload();
+  void Follow(const std::vector<DeviceAddress>& list);
+  void ShowAlive();
+  void Report(const Device& device);
+  ClientCounts Counts() const;
+
+  const std::function<std::optional<Settings>()> readAgain;
+  boost::asio::io_context loop{1};
+  boost::asio::signal_set signals;
+  boost::asio::steady_timer watchdog;
+  Log log;
+  const ServiceManager manager;
+  Devices devices;
+  Api api;
+  HttpServer server;
+};
+
+}  // namespace corvalux::gateway

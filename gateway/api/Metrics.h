@@ -1,0 +1,26 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "gateway/devices/Devices.h"
+
+namespace corvalux::gateway {
+
+/// What the gateway knows of its own clients.
+struct ClientCounts {
+  std::size_t clients = 0;
+  std::size_t readers = 0;                  ///< of server-sent events
+  uint64_t skipped = 0;                     ///< frames that slow readers did not get
+  std::map<std::string, uint64_t> refused;  ///< by reason
+};
+
+/// All devices and clients in Prometheus' text format. Of keys that repeat within a message only the first is there,
+/// since a series may stand there only once. Ends with an incomplete list of values rather than beyond `bytesLimit`.
+std::string metricsOf(const Devices& devices, const ClientCounts& counts, Device::Clock::time_point now,
+                      std::size_t bytesLimit);
+
+}  // namespace corvalux::gateway

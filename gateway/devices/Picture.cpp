@@ -1,0 +1,94 @@
+#include "gateway/devices/Picture.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace corvalux::gateway {
+
+namespace {
+
+using client::Entry;
+using client::Stream;
+
+bool haveTheSameKeys(const std::vector<Entry>& some, const std::vector<Entry>& others) {
+  return std::equal(some.begin(), some.end(), others.begin(), others.end(),
+                    [](const Entry& one, const Entry& other) { return one.key == other.key; });
+}
+
+std::size_t bytesOf(const Entry& entry) {
+  const auto bytes = [](const auto& value) -> std::size_t {
+    if constexpr (requires { value.size(); }) return value.size() * sizeof value[0];
+    return sizeof value;
+  };
+  return entry.key.size() + std::visit(bytes, entry.value);
+}
+
+}  // namespace
+
+void Picture::Take(client::Message message) {
+  DropLongKeys(message.entries);
+  if (message.stream != Stream::changes) return TakeFrame(std::move(message));
+  for (Entry& entry : message.entries) TakeChange(std::move(entry), message.arrival);
+}
+
+uint64_t Picture::Sequence(Stream stream) const {
+  if (stream == Stream::changes) return changed;
+  const auto frame = Newest(stream);
+  return frame ? frame->sequence : 0;
+}
+
+void Picture::DropLongKeys(std::vector<Entry>& entries) {
+  exceeded.longKeys +=
+      std::erase_if(entries, [this](const Entry& entry) { return entry.key.size() > limits.keyBytes; });
+}
+
+std::size_t Picture::Keys(Stream meters) const {
+  const auto& frame = frames.at(indexOf(meters));
+  return frame ? frame->message.entries.size() : 0;
+}
+
+void Picture::TakeFrame(client::Message message) {
+  const Stream other = message.stream == Stream::fast ? Stream::slow : Stream::fast;
+  const std::size_t taken = std::min(Keys(other) + changes.size(), limits.keys);
+  auto& entries = message.entries;
+  if (entries.size() > limits.keys - taken) {
+    exceeded.keys += entries.size() - (limits.keys - taken);
+    entries.resize(limits.keys - taken);
+  }
+  auto& newest = frames.at(indexOf(message.stream));
+  auto frame = std::make_shared<Frame>();
+  frame->sequence = newest ? newest->sequence + 1 : 1;
+  frame->layout = newest ? newest->layout + (haveTheSameKeys(newest->message.entries, entries) ? 0 : 1) : 1;
+  frame->message = std::move(message);
+  newest = std::move(frame);
+}
+
+bool Picture::HasRoom(const Entry& entry, const Change* known) const {
+  const std::size_t freed = known ? bytesOf(known->entry) : 0;
+  if (changedBytes - freed + bytesOf(entry) > limits.frameBytes) return false;
+  return known || Keys(Stream::fast) + Keys(Stream::slow) + changes.size() < limits.keys;
+}
+
+void Picture::TakeChange(Entry entry, const client::Arrival& arrival) {
+  const auto known = places.find(entry.key);
+  const auto change = known == places.end() ? changes.end() : known->second;
+  const bool room = HasRoom(entry, change == changes.end() ? nullptr : &*change);
+  changedBytes += room ? bytesOf(entry) : 0;
+  changedBytes -= change == changes.end() ? 0 : bytesOf(change->entry);
+  if (!room) {
+    ++exceeded.keys;
+    if (change == changes.end()) return;
+    places.erase(known);  // its former value would be wrong
+    changes.erase(change);
+  } else if (change == changes.end()) {
+    changes.push_front({std::move(entry), ++changed, arrival});
+    places.emplace(changes.front().entry.key, changes.begin());
+  } else {
+    change->entry.value = std::move(entry.value);
+    change->arrival = arrival;
+    change->sequence = ++changed;
+    changes.splice(changes.begin(), changes, change);
+  }
+}
+
+}  // namespace corvalux::gateway

@@ -1,0 +1,67 @@
+#include "gateway/http/Admission.h"
+
+#include <algorithm>
+#include <boost/asio/ip/address.hpp>
+#include <utility>
+
+namespace corvalux::gateway {
+
+namespace {
+
+constexpr std::size_t originsLimit = 10'000;
+constexpr double burstSeconds = 2;
+
+/// What counts as one address.
+std::string groupOf(const std::string& text) {
+  boost::system::error_code error;
+  const auto address = boost::asio::ip::make_address(text, error);
+  if (error || !address.is_v6()) return text;
+  if (address.to_v6().is_v4_mapped()) {
+    return boost::asio::ip::make_address_v4(boost::asio::ip::v4_mapped, address.to_v6()).to_string();
+  }
+  auto bytes = address.to_v6().to_bytes();
+  std::fill(bytes.begin() + 8, bytes.end(), 0);
+  return boost::asio::ip::make_address_v6(bytes).to_string();
+}
+
+}  // namespace
+
+std::unique_ptr<Admission::Ticket> Admission::Enter() {
+  return *clients < limits.clients ? std::make_unique<Ticket>(clients) : nullptr;
+}
+
+std::unique_ptr<Admission::Ticket> Admission::EnterFrom(const std::string& address) {
+  const Origin& origin = Of(groupOf(address), Clock::now());
+  return *origin.connections < limits.perAddress ? std::make_unique<Ticket>(origin.connections) : nullptr;
+}
+
+bool Admission::MayAsk(const std::string& address, Clock::time_point now) {
+  Origin& origin = Of(groupOf(address), now);
+  const double passed = std::chrono::duration<double>(now - origin.renewed).count();
+  origin.allowance =
+      std::min(origin.allowance + passed * limits.requestsPerSecond, burstSeconds * limits.requestsPerSecond);
+  origin.renewed = now;
+  if (origin.allowance < 1) return false;
+  --origin.allowance;
+  return true;
+}
+
+Admission::Origin& Admission::Of(const std::string& address, Clock::time_point now) {
+  const auto known = origins.find(address);
+  if (known != origins.end()) return known->second;
+  if (origins.size() >= originsLimit) Forget(now);
+  Origin& origin = origins[address];
+  origin.allowance = burstSeconds * limits.requestsPerSecond;
+  origin.renewed = now;
+  return origin;
+}
+
+/// Drops the addresses of which nothing needs to be known: without connections and with their whole allowance.
+void Admission::Forget(Clock::time_point now) {
+  std::erase_if(origins, [now](const auto& each) {
+    const auto passed = std::chrono::duration<double>(now - each.second.renewed).count();
+    return *each.second.connections == 0 && passed >= burstSeconds;
+  });
+}
+
+}  // namespace corvalux::gateway

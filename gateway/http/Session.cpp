@@ -1,0 +1,302 @@
+#include "gateway/http/Session.h"
+
+#include <array>
+#include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/fields.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/write.hpp>
+#include <sstream>
+#include <utility>
+
+#include "gateway/http/HttpServer.h"
+
+namespace corvalux::gateway {
+
+namespace {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+using std::chrono::steady_clock;
+
+/// Of one write to the socket, so that progress shows.
+constexpr std::size_t writeSize = 64 << 10;
+/// What a client may send while it gets a stream.
+constexpr std::size_t discardLimit = 4 << 10;
+constexpr std::chrono::seconds lingerTime{1};
+
+bool isTooLarge(const boost::system::error_code& error) {
+  return error == http::error::header_limit || error == http::error::buffer_overflow;
+}
+
+}  // namespace
+
+Session::Session(HttpServer& server, Socket socket, Peer peer)
+    : server(server),
+      socket(std::move(socket)),
+      peer(std::move(peer)),
+      timer(server.loop),
+      input(server.settings.headerBytes + 1) {}
+
+void Session::Start() { ReadHeader(); }
+
+void Session::Close() {
+  if (std::exchange(closed, true)) return;
+  Error ignored;
+  socket.close(ignored);
+  timer.cancel();
+  server.unsent -= std::exchange(counted, 0);
+  if (source) --server.readers;
+  source.reset();
+  forwardedPlace.reset();
+  peer.addressPlace.reset();
+  peer.place.reset();
+  server.sessions.erase(this);
+}
+
+// ---- Reading a request ----
+
+void Session::AwaitRequest() {
+  forwardedPlace.reset();
+  if (input.size() > 0) return ReadHeader();
+  EndAfter(server.settings.idleTime);
+  socket.async_wait(Socket::wait_read, [self = shared_from_this()](const Error& error) {
+    if (error || self->closed) return self->Close();
+    self->ReadHeader();
+  });
+}
+
+void Session::ReadHeader() {
+  parser.emplace();
+  parser->header_limit(static_cast<uint32_t>(server.settings.headerBytes));
+  EndAfter(server.settings.headerTime);
+  http::async_read_header(socket, input, *parser, [self = shared_from_this()](const Error& error, std::size_t) {
+    if (!self->closed) self->OnHeader(error);
+  });
+}
+
+void Session::OnHeader(const Error& error) {
+  if (!error) return Answer();
+  const bool malformed = error.category() == http::make_error_code(http::error::bad_method).category() &&
+                         error != http::error::end_of_stream && error != http::error::partial_message;
+  if (!malformed) return Close();
+  keepAlive = false;
+  server.Count(isTooLarge(error) ? "header" : "malformed", peer.address);
+  Send(isTooLarge(error) ? errorResponse(431, "the request's header is too large")
+                         : errorResponse(400, "not a request: " + error.message()));
+}
+
+std::optional<Response> Session::Refusal() {
+  const auto& request = parser->get();
+  if (request.method() != http::verb::get && request.method() != http::verb::head) {
+    server.Count("method", peer.address);
+    keepAlive = false;
+    return errorResponse(405, "only GET and HEAD");
+  }
+  if (parser->chunked() || parser->content_length().value_or(0) > 0) {
+    server.Count("body", peer.address);
+    keepAlive = false;
+    return errorResponse(413, "a request must not have a body");
+  }
+  if (auto refusal = NameRefusal()) return refusal;
+  return AddressRefusal();
+}
+
+std::optional<Response> Session::NameRefusal() {
+  const auto& request = parser->get();
+  if (request.count(http::field::host) != 1) {
+    server.Count("host", peer.address);
+    return errorResponse(400, "a request needs one Host header");
+  }
+  const std::string host(request[http::field::host]);
+  if (const auto why = server.settings.names.AgainstHost(host)) {
+    server.Count("host", peer.address);
+    return errorResponse(403, *why);
+  }
+  if (request.count(http::field::origin) == 0) return std::nullopt;
+  const auto why = server.settings.names.AgainstOrigin(std::string(request[http::field::origin]), host);
+  if (!why && request.count(http::field::origin) == 1) return std::nullopt;
+  server.Count("origin", peer.address);
+  return errorResponse(403, why.value_or("a request has one origin at most"));
+}
+
+std::optional<Response> Session::AddressRefusal() {
+  const std::string address = ClientAddress();
+  if (!server.admission.MayAsk(address, steady_clock::now())) {
+    server.Count("rate", address);
+    return errorResponse(429, "too many requests");
+  }
+  if (!peer.trusted) return std::nullopt;
+  forwardedPlace = server.admission.EnterFrom(address);
+  if (forwardedPlace) return std::nullopt;
+  server.Count("address", address);
+  return errorResponse(503, "too many connections from this address");
+}
+
+/// A proxy adds the address of its own client behind what that client has sent.
+std::string Session::ClientAddress() const {
+  if (!peer.trusted) return peer.address;
+  std::string last;
+  for (const auto& field : parser->get()) {
+    if (boost::beast::iequals(field.name_string(), "X-Forwarded-For")) last = std::string(field.value());
+  }
+  last = last.substr(last.rfind(',') + 1);
+  const auto begin = last.find_first_not_of(' ');
+  if (begin == std::string::npos) return peer.address;
+  last = last.substr(begin, last.find_last_not_of(' ') - begin + 1);
+  Error error;
+  asio::ip::make_address(last, error);
+  return error ? peer.address : last;
+}
+
+// ---- Sending a reply ----
+
+void Session::Answer() {
+  keepAlive = parser->get().keep_alive();
+  headOnly = parser->get().method() == http::verb::head;
+  if (const auto refusal = Refusal()) return Send(*refusal);
+  const auto target = parser->get().target();
+  const auto request = parseTarget({target.data(), target.size()});
+  if (!request) return Send(errorResponse(400, "not a target"));
+  Reply reply = server.handler(*request);
+  if (auto* next = std::get_if<std::unique_ptr<Source>>(&reply)) return Stream(std::move(*next));
+  Send(std::get<Response>(reply));
+}
+
+void Session::Send(const Response& response) {
+  const std::size_t size = response.body->size();
+  if (server.unsent + size > server.settings.unsentBytes && size > 1024) {
+    server.Count("unsent", peer.address);
+    return Send(errorResponse(503, "too many responses wait for slow clients"));
+  }
+  server.unsent += counted = size;
+  body = response.body;
+  header = Header(response.status, response.type);
+  const std::array<asio::const_buffer, 2> octets{asio::buffer(header),
+                                                 asio::buffer(body->data(), headOnly ? 0 : body->size())};
+  Write(octets, &Session::OnSent);
+}
+
+void Session::OnSent(const Error& error) {
+  server.unsent -= std::exchange(counted, 0);
+  body.reset();
+  if (error) return Close();
+  keepAlive ? AwaitRequest() : Linger();
+}
+
+/// Closes once the client has, or soon: to close with input unread would take away what the client has not read yet.
+void Session::Linger() {
+  Error ignored;
+  socket.shutdown(Socket::shutdown_send, ignored);
+  EndAfter(lingerTime);
+  DiscardInput();
+}
+
+std::string Session::Header(unsigned status, const char* type) const {
+  http::response<http::empty_body> response(static_cast<http::status>(status), 11);
+  response.set(http::field::content_type, type);
+  response.set(http::field::cache_control, "no-store");
+  response.set("X-Content-Type-Options", "nosniff");
+  response.set("Content-Security-Policy", "default-src 'none'");
+  if (status == 405) response.set(http::field::allow, "GET, HEAD");
+  if (status == 503 || status == 429) response.set(http::field::retry_after, "10");
+  if (parser->is_header_done() && parser->get().count(http::field::origin) == 1 && status != 403) {
+    response.set(http::field::access_control_allow_origin, parser->get()[http::field::origin]);
+    response.set(http::field::vary, "Origin");
+  }
+  if (body) {
+    response.set(http::field::content_length, std::to_string(body->size()));
+  } else {
+    response.set("X-Accel-Buffering", "no");
+  }
+  response.keep_alive(keepAlive);
+  std::ostringstream text;
+  text << response.base();
+  return text.str();
+}
+
+template <typename Buffers>
+void Session::Write(const Buffers& buffers, void (Session::*then)(const Error&)) {
+  const auto whenProgressed = [this](const Error& error, std::size_t) -> std::size_t {
+    if (error) return 0;
+    EndAfter(server.settings.stallTime);
+    return writeSize;
+  };
+  asio::async_write(socket, buffers, whenProgressed,
+                    [self = shared_from_this(), then](const Error& error, std::size_t) {
+                      if (!self->closed) (*self.*then)(error);
+                    });
+}
+
+// ---- Sending a source's pieces ----
+
+void Session::Stream(std::unique_ptr<Source> next) {
+  keepAlive = false;
+  header = Header(200, next->Type());
+  if (headOnly) return Write(asio::const_buffer(asio::buffer(header)), &Session::OnSent);
+  source = std::move(next);
+  ++server.readers;
+  pumping = true;
+  source->Start([this] { PumpLater(); });
+  DiscardInput();
+  Write(asio::const_buffer(asio::buffer(header)), &Session::OnPiece);
+}
+
+/// Not at once: a source may wake its session while it is being changed.
+void Session::PumpLater() {
+  if (std::exchange(pumping, true)) return;
+  asio::post(server.loop, [self = shared_from_this()] {
+    if (!self->closed) self->Pump();
+  });
+}
+
+void Session::Pump() {
+  body = source->Next();
+  if (body) return Write(asio::const_buffer(asio::buffer(*body)), &Session::OnPiece);
+  pumping = false;
+  if (!source->Ended()) return;
+  --server.readers;
+  source.reset();
+  Linger();
+}
+
+void Session::OnPiece(const Error& error) {
+  body.reset();
+  if (error) return Close();
+  deadline = steady_clock::time_point::max();
+  Pump();
+}
+
+/// Shows that a client has left. What it sends is of no use.
+void Session::DiscardInput() {
+  if (std::exchange(discarding, true)) return;
+  socket.async_read_some(asio::buffer(scratch), [self = shared_from_this()](const Error& error, std::size_t size) {
+    if (self->closed) return;
+    self->discarding = false;
+    self->discarded += size;
+    if (error || self->discarded > discardLimit) return self->Close();
+    self->DiscardInput();
+  });
+}
+
+// ---- Deadlines ----
+
+void Session::EndAfter(steady_clock::duration time) {
+  deadline = steady_clock::now() + time;
+  if (!watching) return Watch();
+  if (deadline < timer.expiry()) timer.cancel();
+}
+
+/// A deadline that was moved is looked at when the former one is due, so that moving it costs nothing.
+void Session::Watch() {
+  watching = true;
+  timer.expires_at(deadline);
+  timer.async_wait([self = shared_from_this()](const Error&) {
+    self->watching = false;
+    if (self->closed || self->deadline == steady_clock::time_point::max()) return;
+    if (steady_clock::now() >= self->deadline) return self->Close();
+    self->Watch();
+  });
+}
+
+}  // namespace corvalux::gateway

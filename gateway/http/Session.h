@@ -1,0 +1,101 @@
+#pragma once
+
+#include <array>
+#include <boost/asio/basic_stream_socket.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "gateway/http/Admission.h"
+#include "gateway/http/Reply.h"
+
+namespace corvalux::gateway {
+
+class HttpServer;
+
+/// A connection of a client: reads requests one after the other and sends the replies.
+/// Threads: the loop's. Ownership: its pending operations share it; Close ends them all.
+/// Every wait has a deadline, but for a client of a source that has nothing to send.
+class Session final : public std::enable_shared_from_this<Session> {
+ public:
+  /// With its executor's own type, which spares a virtual call and an allocation an operation.
+  using Socket =
+      boost::asio::basic_stream_socket<boost::asio::generic::stream_protocol, boost::asio::io_context::executor_type>;
+
+  struct Peer {
+    std::string address;
+    bool trusted = false;  ///< a proxy, whose word about its client's address counts
+    std::unique_ptr<Admission::Ticket> place;
+    std::unique_ptr<Admission::Ticket> addressPlace;  ///< null for a trusted one, whose clients are counted
+  };
+
+  Session(HttpServer& server, Socket socket, Peer peer);
+
+  void Start();
+  /// At once. The server may be destroyed after it.
+  void Close();
+
+ private:
+  using Error = boost::system::error_code;
+  using Parser = boost::beast::http::request_parser<boost::beast::http::empty_body>;
+
+  // Reading a request
+  void AwaitRequest();
+  void ReadHeader();
+  void OnHeader(const Error& error);
+  std::optional<Response> Refusal();
+  std::optional<Response> NameRefusal();
+  std::optional<Response> AddressRefusal();
+  std::string ClientAddress() const;
+
+  // Sending a reply
+  void Answer();
+  void Send(const Response& response);
+  void OnSent(const Error& error);
+  void Linger();
+  std::string Header(unsigned status, const char* type) const;
+  template <typename Buffers>
+  void Write(const Buffers& buffers, void (Session::*then)(const Error&));
+
+  // Sending a source's pieces
+  void Stream(std::unique_ptr<Source> next);
+  void PumpLater();
+  void Pump();
+  void OnPiece(const Error& error);
+  void DiscardInput();
+
+  // Deadlines
+  void EndAfter(std::chrono::steady_clock::duration time);
+  void Watch();
+
+  HttpServer& server;
+  Socket socket;
+  Peer peer;
+  boost::asio::steady_timer timer;
+  std::chrono::steady_clock::time_point deadline;
+  bool watching = false;
+  bool closed = false;
+  bool keepAlive = true;
+  bool headOnly = false;
+
+  boost::beast::flat_buffer input;
+  std::optional<Parser> parser;
+  std::unique_ptr<Admission::Ticket> forwardedPlace;  ///< of the proxy's client, for the request
+  std::string header;
+  Octets body;
+  std::size_t counted = 0;  ///< octets of the body, as the server counts them
+  std::unique_ptr<Source> source;
+  bool pumping = false;  ///< a Pump is posted, or a piece is being written
+  std::array<char, 512> scratch{};
+  bool discarding = false;
+  std::size_t discarded = 0;
+};
+
+}  // namespace corvalux::gateway
