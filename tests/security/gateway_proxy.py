@@ -4,6 +4,7 @@ gateway_proxy.py DEVHOST GATEWAY"""
 import contextlib
 import json
 import os
+import re
 import subprocess
 import sys
 import time
@@ -32,17 +33,19 @@ def status(folder, *options):
 def reading(folder, *options):
     """A reader of a stream, once it has got something."""
     with running(curl(folder, *options), stdout=subprocess.PIPE, text=True) as reader:
-        check(reader.stdout.readline(), "a reader gets events")
+        check(re.match("event:|data:", reader.stdout.readline()), "a reader gets events")
         yield reader
 
 
 def ages(reader, count):
     """How long after its making each of the next events of changes came."""
     times = []
-    while len(times) < count:
-        line = reader.stdout.readline()
+    for line in reader.stdout:
+        if len(times) == count:
+            break
         if line.startswith("data: {") and '"stream"' in line:
             times.append(time.time() - json.loads(line.removeprefix("data: "))["time"])
+    check(len(times) == count, f"{count} events come")
     return times
 
 
@@ -92,6 +95,7 @@ def test_addresses(folder):
               "an address that a client invents does not count")
         check(status(folder, *user, "--interface", "127.0.0.2", f"{SITE}/api/devices") == "200",
               "a client from another address is served")
+    wait_for(lambda: status(folder, *user, f"{SITE}/api/devices") == "200", "who has left makes place")
 
 
 def test_promptness(folder, fact):
