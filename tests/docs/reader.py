@@ -46,7 +46,8 @@ def matches(shown, printed, marks):
 
 class Reader:
     def __init__(self, root, build, folder):
-        self.folder, self.clone, self.build, self.port = folder, folder / "clone", build, free_port()
+        self.folder, self.clone, self.build = folder, folder / "clone", build
+        self.ports = {":50005": f":{free_port()}", ":8080": f":{free_port()}"}
         shutil.copytree(root, self.clone, ignore=shutil.ignore_patterns(".git", "build", "dist", "node_modules"))
         (self.clone / "build").mkdir()
         (folder / "tmp").mkdir()
@@ -54,8 +55,10 @@ class Reader:
             (self.clone / "build" / preset).symlink_to(build)
 
     def _here(self, text):
-        """With this run's port and folder for temporary files."""
-        return text.replace(":50005", f":{self.port}").replace("/tmp/", f"{self.folder}/tmp/")
+        """With this run's ports and folder for temporary files."""
+        for documented, free in self.ports.items():
+            text = text.replace(documented, free)
+        return text.replace("/tmp/", f"{self.folder}/tmp/")
 
     def _script(self, steps):
         """Each command from a file, so that one that reads its input does not take the next one."""
@@ -71,7 +74,8 @@ class Reader:
         yield "kill $(jobs -p) 2>/dev/null; wait"
 
     def _run(self, steps):
-        programs = f"{self.build}/tools/devhost:{self.build}/tools/monitor"  # and Debian's Python, which has its modules
+        rooms = ("tools/devhost", "tools/monitor", "gateway")
+        programs = ":".join(f"{self.build}/{room}" for room in rooms)  # and Debian's Python, which has its modules
         environment = {"PATH": f"{programs}:/usr/bin:/bin:/usr/sbin:/sbin:/usr/local/bin", "LC_ALL": "C.UTF-8",
                        "HOME": os.environ.get("HOME", "/"), "TMPDIR": f"{self.folder}/tmp"}
         shell = subprocess.Popen(["bash", "-c", "\n".join(self._script(steps))], cwd=self.clone, env=environment,

@@ -89,7 +89,7 @@ def of_block(line, info, text, root):
 
 def of_sentence(line, code):
     """A sentence may name a script, or one of our programs with its options."""
-    return [Step(line, knows([code]))] if re.match(r"(scripts/[\w-]+( |$)|corvalux-(devhost|monitor)( |$))", code) else []
+    return [Step(line, knows([code]))] if re.match(r"(scripts/[\w-]+( |$)|corvalux-(devhost|monitor|gateway)( |$))", code) else []
 
 
 def of_document(document, root):
