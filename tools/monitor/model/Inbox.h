@@ -39,10 +39,10 @@ class Inbox : public client::Listener {
   News PeekLocked() const;
 
   std::mutex mutex;
-  std::array<std::optional<client::Message>, 2> meters;                // guarded by mutex
-  std::deque<client::Message> changes;                                 // guarded by mutex
-  client::ConnectionState connection;                                  // guarded by mutex
-  std::chrono::steady_clock::time_point connectionSince;               // guarded by mutex
+  std::array<std::optional<client::Message>, 2> meters;                        // guarded by mutex
+  std::deque<client::Message> changes;                                         // guarded by mutex
+  client::ConnectionState connection;                                          // guarded by mutex
+  std::chrono::steady_clock::time_point connectionSince;                       // guarded by mutex
   std::array<client::StreamStatistics, client::allStreams.size()> statistics;  // guarded by mutex
 };
 
