@@ -12,7 +12,7 @@ namespace corvalux::client {
 
 namespace {
 
-/// A call that fails at once, on a channel that leads nowhere.
+/// A call that fails at once, on a channel without a server.
 struct Anchor {
   std::shared_ptr<::grpc::Channel> channel = ::grpc::CreateChannel("", nullptr);
   ::grpc::ClientContext context;
@@ -25,9 +25,9 @@ struct Anchor {
   }
 };
 
-/// Feeds drop their channels on the threads that run gRPC's callbacks. In gRPC 1.51 the last channel that has made such
-/// calls ends these threads and waits for them, which on one of them aborts the process. So one such channel stays, and
-/// with it the library, for the process's lifetime.
+/// Feeds destroy their channels on gRPC's callback threads. In gRPC 1.51 the last channel that has made callback calls
+/// joins these threads, which aborts the process if done on one of them. So one such channel is kept for the process's
+/// lifetime.
 void keepLibraryRunning() {
   static const Anchor* volatile const anchor = new Anchor;  // volatile: kept in memory, where leak checkers find it
   static_cast<void>(anchor);
@@ -39,15 +39,15 @@ std::shared_ptr<::grpc::Channel> makeChannel(const std::string& address, const K
                                              std::size_t messageBytes) {
   keepLibraryRunning();
   ::grpc::ChannelArguments arguments;
-  // The library measures the line and enlarges its receive window up to 4 MB. A reader that is slow would then find up
-  // to 4 MB of old meters on its own side, while the server, which keeps only the newest message, believes them read.
+  // With the probe, gRPC enlarges the receive window up to 4 MB. A slow reader would then find up to 4 MB of old meters
+  // on its own side, which the server takes for read.
   arguments.SetInt("grpc.http2.bdp_probe", 0);
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, static_cast<int>(keepalive.interval.count()));
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, static_cast<int>(keepalive.timeout.count()));
   arguments.SetInt(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
-  // Each attempt is a connection of its own, not another look at one that is waiting after a failure.
+  // Each attempt opens a connection of its own, instead of sharing one that is backing off after a failure.
   arguments.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
-  // A feed tries again by itself; and so the request is written only once there is a connection.
+  // A feed retries itself; and without gRPC's retries the request is written only once there is a connection.
   arguments.SetInt(GRPC_ARG_ENABLE_RETRIES, 0);
   arguments.SetMaxReceiveMessageSize(static_cast<int>(messageBytes));
   return ::grpc::CreateCustomChannel(address, ::grpc::InsecureChannelCredentials(), arguments);

@@ -16,7 +16,7 @@ namespace {
 namespace schema = ::corvalux::bytes;
 using google::protobuf::internal::WireFormatLite;
 
-// One decoder for both.
+// So one decoder serves both.
 static_assert(int{schema::Meter::kEntriesFieldNumber} == int{schema::Notification::kEntriesFieldNumber});
 
 constexpr uint32_t entryTag = schema::Meter::kEntriesFieldNumber << 3 | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
@@ -26,7 +26,7 @@ auto vectorOf(const List& list) {
   return std::vector(list.values().begin(), list.values().end());
 }
 
-/// The one place that knows how the schema's kinds become values.
+/// The only place that converts the schema's kinds to values.
 Value valueOf(const schema::AnyValue& value) {
   using Any = schema::AnyValue;
   switch (value.value_case()) {
@@ -66,7 +66,7 @@ std::optional<std::vector<std::string_view>> entriesIn(std::string_view message)
     if (!input.Skip(static_cast<int>(size))) return std::nullopt;
     entries.push_back(message.substr(begin, size));
   }
-  // A tag of 0 ends the loop too, and stands in no message.
+  // A tag of 0 ends the loop too; no valid message has one.
   return input.ConsumedEntireMessage() ? std::optional(std::move(entries)) : std::nullopt;
 }
 

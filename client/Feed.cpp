@@ -55,7 +55,7 @@ std::string describe(const ::grpc::Status& status) {
 Feed::Feed(FeedSettings settings, Listener& listener)
     : settings(std::move(settings)), listener(listener), backoff(std::random_device()()) {
   const BlockedSignals blocked;
-  // Even the first attempt on the library's threads: the listener is called on these only.
+  // Even the first attempt runs on gRPC's threads: the listener is called on no others.
   timer.Start(Milliseconds(0), [this] { Connect(); });
 }
 
@@ -96,7 +96,7 @@ void Feed::OnConnected() {
 }
 
 void Feed::SetConnected() {
-  // A late one, of a stream whose connection is being given up, is no news.
+  // Too late if the connection is being dropped.
   if (connected || stopping || !reason.empty()) return;
   connected = everConnected = true;
   timer.Cancel();
@@ -106,7 +106,7 @@ void Feed::SetConnected() {
 void Feed::OnStreamEnded(Stream stream, const ::grpc::Status& status, bool streamReceived) {
   const std::lock_guard lock(mutex);
   received = received || streamReceived;
-  // A call that is refused at once may end before its request has left.
+  // A call that is refused at once may end before its request is sent.
   if (channel->GetState(false) == GRPC_CHANNEL_READY) SetConnected();
   End(connected ? std::string("the server ended the stream '") + client::nameOf(stream) + "' with " + describe(status)
                 : status.error_message());
@@ -120,7 +120,7 @@ void Feed::End(const std::string& why) {
   for (const auto& reader : readers) reader->Cancel();
 }
 
-/// After the last reader's call: drops the connection, and plans the next attempt.
+/// Called after the last reader's call has ended: drops the connection and schedules the next attempt.
 void Feed::Disconnect() {
   readers.clear();
   channel.reset();

@@ -29,8 +29,8 @@ struct FeedSettings {
   std::size_t messageBytes = 4UL << 20;  ///< a larger message ends its stream
 };
 
-/// Delivers the streams of one device to a listener: connects, subscribes, and when any stream ends, starts all of them
-/// again on a new connection; so there is one state to report, and all streams notice at once that a device is back.
+/// Delivers the streams of one device to a listener: connects, subscribes, and when any stream ends, restarts all of
+/// them on a new connection. So there is one state to report, and all streams return together.
 /// Threads: has none of its own; works on gRPC's, however many feeds there are. Create and destroy it on any thread but
 /// those: the destructor cancels the streams and waits until gRPC has returned from its last call into feed and
 /// listener. Signals are blocked on the threads that gRPC creates for a feed.
@@ -68,15 +68,15 @@ class Feed final : private StreamReader::Owner {
   uint64_t attempt = 0;
   bool connected = false;
   bool received = false;
-  std::string reason;  ///< why it ends; the first cause stands
+  std::string reason;  ///< why it ends; the first cause is kept
   std::shared_ptr<::grpc::Channel> channel;
   std::vector<std::unique_ptr<StreamReader>> readers;
   std::size_t open = 0;  ///< readers whose calls are not over
 
-  Timer timer;  ///< last, so that it ends first: until the next attempt, or until this one has taken too long
+  Timer timer;  ///< last, so destroyed first; for the next attempt, or the timeout of this one
 };
 
-/// The status as a sentence's part: "CANCELLED", or "UNAVAILABLE: why".
+/// The status as part of a sentence: "CANCELLED", or "UNAVAILABLE: why".
 std::string describe(const ::grpc::Status& status);
 
 }  // namespace corvalux::client

@@ -9,7 +9,7 @@
 
 namespace corvalux::client {
 
-/// The message as one JSON object, without a line's end. Numbers that JSON lacks become "NaN", "Infinity", "-Infinity".
+/// The message as one JSON object, without a newline. Numbers that JSON lacks become "NaN", "Infinity", "-Infinity".
 std::string jsonOf(const Message& message);
 /// The same of some entries.
 std::string jsonOf(Stream stream, std::chrono::system_clock::time_point time, const std::vector<const Entry*>& entries);

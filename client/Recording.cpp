@@ -16,10 +16,10 @@ namespace schema = ::corvalux::recording;
 constexpr const char* magic = "corvalux recording";
 constexpr uint32_t version = 1;
 constexpr std::chrono::seconds flushInterval{1};
-/// No message of a device comes near it: a longer one is damage, and not worth the memory.
+/// No device sends messages of nearly that length: a longer one is damage, and not worth the memory.
 constexpr uint64_t lengthLimit = 64 << 20;
 
-// 0 stands for none, as the schema's language wants it.
+// 0 is STREAM_UNSPECIFIED.
 schema::Stream recordedStream(Stream stream) { return static_cast<schema::Stream>(indexOf(stream) + 1); }
 
 std::optional<Stream> streamOf(schema::Stream recorded) {

@@ -10,7 +10,7 @@
 
 namespace corvalux::client {
 
-/// What `recording.proto` describes, for C++.
+/// The header of `recording.proto`, for C++.
 struct RecordingHeader {
   std::chrono::system_clock::time_point start;
   std::string source;
@@ -24,15 +24,15 @@ struct Record {
   bool operator==(const Record&) const = default;
 };
 
-/// Writes a recording. All that was written before a crash of the program stays readable, but for the last second.
+/// Writes a recording. After a crash of the program all but the last second of it is readable.
 /// Threads: one at a time. Errors: std::runtime_error with a sentence that names the file, at once or at a later call.
 class RecordingWriter {
  public:
-  /// Replaces a file that is there.
+  /// Replaces an existing file.
   RecordingWriter(const std::string& path, const RecordingHeader& header);
 
   void Write(const Record& record);
-  /// Brings all that was written into the file.
+  /// Flushes all that was written to the file.
   void Flush();
 
  private:
@@ -43,11 +43,11 @@ class RecordingWriter {
   std::chrono::steady_clock::time_point flushed;
 };
 
-/// Reads a recording. Of a file that is damaged or cut off it gives everything before the damage.
+/// Reads a recording. From a file that is damaged or cut off it returns everything before the damage.
 /// Threads: one at a time.
 class RecordingReader {
  public:
-  /// Throws std::runtime_error with a sentence when the file cannot be opened or is no recording.
+  /// Throws std::runtime_error with a sentence when the file cannot be opened or is not a recording.
   explicit RecordingReader(const std::string& path);
 
   const RecordingHeader& Header() const { return header; }

@@ -44,14 +44,14 @@ StreamReader::StreamReader(std::shared_ptr<::grpc::Channel> channel, Stream stre
     : channel(std::move(channel)), stream(stream), listener(listener), owner(owner), request(emptyMessage()) {}
 
 void StreamReader::Start() {
-  received = false;  // also shows all that was set up to the threads of the reactions
+  received = false;  // also publishes the setup to the threads of the reactions
   ::grpc::GenericStub(channel).PrepareBidiStreamingCall(&context, methodOf(stream), {}, this);
   StartRead(&buffer);
   StartWriteLast(&request, {});
   StartCall();
 }
 
-/// The request leaves only over a connection that stands.
+/// The request is sent only once there is a connection.
 void StreamReader::OnWriteDone(bool ok) {
   if (ok && !received) owner.OnConnected();
 }

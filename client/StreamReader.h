@@ -13,26 +13,26 @@
 
 namespace corvalux::client {
 
-/// One call of one stream. Reads raw bytes, so that a message that does not parse ends nothing.
+/// One call of one stream. Reads raw bytes, so that a message that does not parse does not end the stream.
 /// Threads: reactions come on gRPC's threads. Ownership: channel, listener and owner must outlive it; destroy it only
 /// before Start, or in OnStreamEnded and after.
 class StreamReader final : private ::grpc::ClientBidiReactor<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
  public:
-  /// What a call tells its owner.
+  /// Receives the events of a call.
   class Owner {
    public:
     virtual ~Owner() = default;
-    /// There is a connection. May come more than once, always before the first message.
+    /// There is a connection. May be called more than once, always before the first message.
     virtual void OnConnected() = 0;
-    /// The call is over, the last that a reader does; it may be destroyed here.
+    /// The call is over. The reader's last action; it may be destroyed here.
     virtual void OnStreamEnded(Stream stream, const ::grpc::Status& status, bool received) = 0;
   };
 
   StreamReader(std::shared_ptr<::grpc::Channel> channel, Stream stream, Listener& listener, Owner& owner);
 
-  /// Once.
+  /// Call it once.
   void Start();
-  /// [any thread] The call ends soon; what has arrived already may still be delivered.
+  /// [any thread] Ends the call soon; what has arrived already may still be delivered.
   void Cancel() { context.TryCancel(); }
 
  private:

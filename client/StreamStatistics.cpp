@@ -44,7 +44,8 @@ void StreamStatistics::Count(const Message& message) {
   });
   if (entry == message.entries.end()) return;
   const uint32_t number = std::get<uint32_t>(entry->value);
-  // A counter that went back or far ahead is an engine that was restarted, not a gap. Unsigned, so that it may wrap.
+  // A counter that goes back or far ahead means that the engine was restarted, not a gap. Unsigned, so that it may
+  // wrap.
   const uint32_t step = counter ? number - *counter : 1;
   if (step > 1 && step < 0x80000000U) missed += step - 1;
   counter = number;
@@ -58,7 +59,7 @@ void StreamStatistics::Interrupt() {
 double StreamStatistics::MessagesPerSecond(Clock::time_point now) const {
   const auto [begin, end] = recent(samples, now);
   if (begin == end) return 0;
-  // The first messages of a stream have not had the whole window.
+  // A new stream does not fill the window yet.
   const double covered = std::max(Seconds(now - begin->time).count(), 0.001);
   if (messages == samples.size()) return static_cast<double>(end - begin - 1) / covered;
   return static_cast<double>(end - begin) / Seconds(window).count();

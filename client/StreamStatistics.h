@@ -9,17 +9,17 @@
 
 namespace corvalux::client {
 
-/// What one stream brought, from its first message on.
+/// The statistics of one stream, from its first message on.
 /// Threads: one at a time.
 class StreamStatistics {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Over this time rate, bytes and jitter are measured.
+  /// Rate, bytes and jitter are measured over this time.
   static constexpr std::chrono::seconds window{4};
 
   void Take(const Message& message);
-  /// After a reconnect the counter may restart, and the time between is no jitter.
+  /// Call it before a reconnect: the counter may restart, and the gap does not count as jitter.
   void Interrupt();
 
   uint64_t Messages() const { return messages; }
@@ -27,13 +27,13 @@ class StreamStatistics {
   uint64_t Rejected() const { return rejected; }
   /// Texts that were not UTF-8.
   uint64_t Repaired() const { return repaired; }
-  /// Messages that the engine made and that did not arrive, by the counter among the entries; 0 without one.
+  /// Messages of the engine that did not arrive, according to the counter among the entries; 0 without one.
   uint64_t Missed() const { return missed; }
   bool HasCounter() const { return counter.has_value(); }
 
   double MessagesPerSecond(Clock::time_point now) const;
   double BytesPerSecond(Clock::time_point now) const;
-  /// How much the time between two messages differs from its mean: the standard deviation, in ms.
+  /// The standard deviation of the time between two messages, in ms.
   double JitterMs(Clock::time_point now) const;
   /// Since the newest message; nothing before the first.
   std::optional<Clock::duration> Age(Clock::time_point now) const;

@@ -11,8 +11,8 @@
 
 namespace corvalux::client {
 
-/// Runs an action after a delay, on one of gRPC's threads. One action is due at a time; starting another one, and
-/// Cancel, drop it, unless it runs already.
+/// Runs an action after a delay, on one of gRPC's threads. At most one action is pending; starting another one, or
+/// Cancel, drops it unless it is already running.
 /// Threads: any, an action of this timer's included. The destructor waits for an action that runs: never destroy a
 /// timer in its own action, nor while holding a lock that the action takes.
 class Timer {

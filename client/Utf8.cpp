@@ -9,7 +9,7 @@ namespace corvalux::client {
 
 namespace {
 
-/// The lowest glyph for each number of bytes that follow the leading one: what is lower has a shorter form.
+/// The lowest glyph for each number of continuation bytes: a lower one has a shorter form.
 constexpr std::array<char32_t, 4> lowest = {0, 0x80, 0x800, 0x10000};
 
 bool isFollower(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
@@ -18,7 +18,7 @@ bool isAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
 }
 
-/// How many bytes follow a leading byte; -1 for one that is not a leading byte.
+/// How many continuation bytes a leading byte has; -1 for any other byte.
 int followersOf(unsigned char byte) {
   if (byte < 0x80) return 0;
   if (byte >= 0xC0 && byte < 0xE0) return 1;
@@ -29,7 +29,7 @@ int followersOf(unsigned char byte) {
 
 bool isScalar(char32_t glyph) { return glyph <= 0x10FFFF && (glyph < 0xD800 || glyph > 0xDFFF); }
 
-/// Nothing for what is not UTF-8; removes what was looked at from the text either way.
+/// Decodes a glyph; false if it is not UTF-8. Removes the bytes that it has read either way.
 bool take(std::string_view& text, char32_t& glyph) {
   const auto byte = static_cast<unsigned char>(text.front());
   text.remove_prefix(1);

@@ -6,11 +6,11 @@ target_compile_options(corvalux_options INTERFACE -Wall -Wextra -Wpedantic -Wsha
 if(CORVALUX_WARNINGS_AS_ERRORS)
   target_compile_options(corvalux_options INTERFACE -Werror)
 endif()
-# A constructor's parameter may have the name of the field that it sets.
+# A constructor's parameter may have the name of the field that it initialises.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(corvalux_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-shadow>)
 endif()
-# GCC 12 sees an overlap in `"text" + std::string` when it optimises (its bug 105651).
+# GCC 12 wrongly warns of an overlap in `"text" + std::string` (its bug 105651).
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(corvalux_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
 endif()

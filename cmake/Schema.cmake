@@ -1,5 +1,5 @@
-# compile_schema(ROOT FILE OUTPUT FILE... WITH ARGUMENT...): runs protoc with these arguments on ROOT/FILE, which makes the
-# output, while building.
+# compile_schema(ROOT FILE OUTPUT FILE... WITH ARGUMENT...): at build time, generates the output by running protoc with
+# these arguments on ROOT/FILE.
 function(compile_schema root file)
   cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "OUTPUT;WITH")
   add_custom_command(OUTPUT ${arg_OUTPUT} COMMAND ${PROTOC} --proto_path=${root} ${arg_WITH} ${root}/${file}

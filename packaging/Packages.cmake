@@ -1,4 +1,4 @@
-# The Debian packages, made by `cpack -G DEB`. Their revision is counted in the change log beside this file.
+# The Debian packages, made by `cpack -G DEB`. Their revision is in the change log beside this file.
 file(STRINGS changelog newest LIMIT_COUNT 1)
 if(NOT newest MATCHES "^corvalux-grpc \\(${PROJECT_VERSION}-([0-9]+)\\) ")
   message(FATAL_ERROR "packaging/changelog begins with '${newest}', but the version is ${PROJECT_VERSION}")
@@ -8,7 +8,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS changelog)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME corvalux-grpc)
-# Each package has a description of its own; a common one would be put before it.
+# Each package has its own description; a common one would be prepended.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_VENDOR corvalux)
 set(CPACK_PACKAGE_CONTACT "corvalux-grpc maintainers <maintainers@corvalux.invalid>")
@@ -17,7 +17,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                                                 WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_COMPONENTS_ALL module tools dev)
+set(CPACK_COMPONENTS_ALL module tools gateway dev)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
@@ -41,7 +41,21 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS corvalux-grpc)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION
     "monitor and development host for the corvalux gRPC module
 corvalux-monitor shows what an engine streams: live bars on a terminal, JSON
-lines anywhere else. corvalux-devhost plays the engine.")
+lines anywhere else. corvalux-devhost simulates the engine.")
+
+set(gateway_control conffiles postinst postrm prerm)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME corvalux-gateway)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "corvalux-grpc-tools, nginx-light")
+list(TRANSFORM gateway_control PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/gateway/" OUTPUT_VARIABLE
+     CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_GATEWAY_DESCRIPTION
+    "present values of corvalux devices over HTTP
+A client of any number of devices that serves what they send to scripts, as
+JSON and server-sent events, and to monitoring, as metrics for Prometheus.
+Each device has one subscriber, however many are served.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME corvalux-grpc-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION devel)

@@ -1,4 +1,4 @@
-# Beside the module and without tools there may be nothing to install.
+# Without the tools these targets do not exist.
 foreach(tool devhost monitor)
   if(NOT TARGET corvalux_${tool})
     continue()

@@ -6,7 +6,7 @@ namespace {
 
 using namespace std::string_literals;
 
-/// A number of MQTT: seven bits a byte, the lowest first.
+/// A number in MQTT's encoding: seven bits per byte, the lowest first.
 std::string varint(std::size_t number) {
   std::string bytes;
   do {
@@ -21,7 +21,7 @@ std::string varint(std::size_t number) {
 
 std::string connectBytes(const std::string& broker) {
   if (broker == "nats-server") return "CONNECT {\"verbose\":false,\"pedantic\":false}\r\n";
-  // MQTT 3.1.1, a clean session without name and keep-alive.
+  // MQTT 3.1.1, a clean session without client ID and keep-alive.
   if (broker == "mosquitto") return "\x10\x0C\x00\x04MQTT\x04\x02\x00\x00\x00\x00"s;
   return "";
 }

@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// What a client of "nats-server", "mosquitto" or "redis-server" says. One topic: "m".
+/// The requests of a client of "nats-server", "mosquitto" or "redis-server". One topic: "m".
 std::string connectBytes(const std::string& broker);
 std::string subscribeBytes(const std::string& broker);
 /// What comes before and after a published message of that size.

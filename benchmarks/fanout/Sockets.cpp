@@ -3,10 +3,13 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <stdexcept>
+#include <string>
 #include <system_error>
 
 namespace bench {
@@ -54,15 +57,14 @@ int listenOn(uint16_t port) {
   return made;
 }
 
-uint16_t freePort() {
-  const int made = makeSocket();
-  auto address = loopback(0);
-  socklen_t size = sizeof address;
-  if (bind(made, plain(address), size) != 0 || getsockname(made, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    throwErrno("bind");
+void raiseDescriptorLimit(std::size_t needed) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  if (limit.rlim_max < needed) {
+    throw std::runtime_error("the limit of open files is below " + std::to_string(needed));
   }
-  close(made);
-  return ntohs(address.sin_port);
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 void sendAll(int socket, std::string_view bytes) {

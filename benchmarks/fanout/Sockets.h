@@ -6,16 +6,16 @@
 
 namespace bench {
 
-/// A TCP connection to a loopback port, without Nagle's delay. Throws std::system_error.
+/// A TCP connection to a loopback port, with TCP_NODELAY. Throws std::system_error.
 int connectTo(uint16_t port);
 
-/// A socket that listens there.
+/// A socket that listens on a loopback port.
 int listenOn(uint16_t port);
 
-/// A loopback port that nobody listens on.
-uint16_t freePort();
+/// Lets this process open as many files as it may; throws std::runtime_error when that is fewer than `needed`.
+void raiseDescriptorLimit(std::size_t needed);
 
-/// Sends all of it on a blocking socket; throws std::system_error.
+/// Sends all bytes on a blocking socket; throws std::system_error.
 void sendAll(int socket, std::string_view bytes);
 
 /// Throws std::system_error for the current errno.

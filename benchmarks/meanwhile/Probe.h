@@ -12,7 +12,8 @@
 
 namespace bench {
 
-/// A client with a connection of its own, which polls for itself: threads of the library that wait do not delay it.
+/// A client with its own connection and completion queue, which polls on the calling thread: gRPC threads that wait do
+/// not delay it.
 class Probe {
  public:
   explicit Probe(uint16_t port);
@@ -25,7 +26,7 @@ class Probe {
 
   /// Opens a stream. One at a time.
   void Open(const std::string& method);
-  /// Whether the next message comes in time. If not, the next Read waits for the same one.
+  /// Whether the next message arrives in time. If not, the next Read waits for the same one.
   bool Read(std::chrono::milliseconds limit);
   void Cancel() { context->TryCancel(); }
   /// Waits for the end of the stream.

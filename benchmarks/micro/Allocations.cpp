@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cerrno>
 
-// The C library's own, by the names under which it leaves them reachable for those who replace the public ones.
+// The C library's own functions, by the names that it exports for programs that replace the public ones.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(std::size_t size);

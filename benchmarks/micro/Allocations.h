@@ -4,8 +4,8 @@
 
 namespace bench {
 
-/// How often the program has asked the heap for memory so far, whichever way and in whichever library: C++'s new, too,
-/// ends in malloc. Counted by replacing malloc, calloc, realloc and the aligned ones for the whole program.
+/// The number of heap allocations of the program so far, in any library; C++'s new calls malloc, too. Counted by
+/// replacing malloc, calloc, realloc and the aligned variants for the whole program.
 std::size_t allocations();
 
 }  // namespace bench

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "grpc.h"
+#include "module/grpc/grpc.h"
 
 namespace bench {
 

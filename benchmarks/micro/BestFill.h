@@ -5,8 +5,8 @@
 
 namespace bench {
 
-/// The yardstick of the module's conversion: does the same for any list, in one function that first tries what meters
-/// mostly are, floats of the same number as before, and leaves keys alone that have not changed.
+/// The reference for the module's conversion: does the same for any list, in one function that tries the usual case of
+/// meters first (floats, as many as before), and does not write keys that have not changed.
 void bestFill(KeyValueList list, corvalux::grpc::Meter& message);
 
 }  // namespace bench

@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-#include "grpc.h"
 #include "micro/BestFill.h"
 #include "micro/PlainHost.h"
 #include "micro/Streams.h"
+#include "module/grpc/grpc.h"
 #include "support/Loads.h"
 
 namespace bench {
@@ -31,7 +31,7 @@ struct Source {
   const PlainList list;
 };
 
-/// As the meter callbacks do it, but for the test whether anybody listens.
+/// As the meter callbacks do it, without the check for subscribers.
 void fill(const PlainList& list, Meter& message) {
   EntryCursor<Meter> cursor{&message};
   const KeyValueVisitor visitor = [](const KeyValueEntry* entry, void* user) {

@@ -1,5 +1,5 @@
-// Does each case a fixed number of times, for callgrind to count the instructions. Prints, for each case, its name, the
-// number of events, and the allocations and list walks in them; callgrind writes one file a case, which names it.
+// Runs each case a fixed number of times, for callgrind to count the instructions. Prints for each case its name, the
+// number of events, and their allocations and list walks; callgrind writes one file per case, with its name.
 #include <valgrind/callgrind.h>
 
 #include <cstdio>
@@ -11,7 +11,8 @@
 
 namespace {
 
-/// A whole number of rounds of what does not happen with every event: a stream's queue takes a block every 32 messages.
+/// A multiple of the period of what does not happen at every event: a stream's queue allocates a block every 32
+/// messages.
 constexpr int events = 64;
 
 void count(const bench::Case& oneCase) {

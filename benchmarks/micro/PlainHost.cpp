@@ -44,7 +44,7 @@ std::size_t walks() { return walkCount; }
 
 }  // namespace bench
 
-// The host's functions that the benchmarks reach, and those that only starting the module would.
+// The host's functions that the benchmarks call, and those that only a start of the module would call.
 
 void corvalux_log(int32_t /*level*/, const char* /*file*/, int32_t /*line*/, int32_t /*flag*/, const char* /*format*/,
                   ...) {}

@@ -6,15 +6,15 @@
 #include "corvalux/host.h"
 #include "sim/KeyValues.h"
 
-/// What a KeyValueList points to here: entries, and nothing that checks how they are used.
+/// What a KeyValueList points to here: entries, without checks.
 struct CorvaluxKeyValueList {
   std::vector<KeyValueEntry> entries;
 };
 
 namespace bench {
 
-/// The simulated engine checks every call of a module, and that would be counted too. This host only does what it is
-/// asked to: its list refers to the texts and arrays of `values`, which must outlive it.
+/// A host without the simulated engine's checks, which would be counted as well. Its list refers to the texts and
+/// arrays of `values`, which must outlive it.
 class PlainList {
  public:
   explicit PlainList(const sim::KeyValues& values);

@@ -1,16 +1,15 @@
 #pragma once
 
-#include <grpcpp/support/server_callback.h>
-
 #include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include "PublisherGeneric.h"
-#include "ReactorOwnerGeneric.h"
-#include "WriterReactorGeneric.h"
 #include "corvalux/grpc/streams.pb.h"
+#include "module/grpc/PublisherGeneric.h"
+#include "module/grpc/ReactorOwnerGeneric.h"
+#include "module/grpc/WriterReactorGeneric.h"
+#include "support/StreamMock.h"
 
 namespace bench {
 
@@ -18,12 +17,12 @@ using corvalux::grpc::Meter;
 using Reactor = corvalux::grpc::WriterReactorGeneric<Meter>;
 using Publisher = corvalux::grpc::PublisherGeneric<Meter>;
 
-/// Stands where gRPC's transport would: notes that a write was started, and does nothing.
-class MockedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
+/// Only notes that a write was started: what a mock does beyond that would be counted, too.
+class CountedStream final : public test::StreamMock {
  public:
-  explicit MockedStream(Reactor* reactor) : bound(reactor) { BindReactor(reactor); }
+  explicit CountedStream(Reactor* reactor) : bound(reactor) { BindReactor(reactor); }
 
-  /// Completes the write, if one was started. Answers whether one was.
+  /// Completes the write, if one was started. Returns whether one was.
   bool CompleteWrite() {
     if (!std::exchange(writing, false)) return false;
     bound->OnWriteDone(true);
@@ -31,30 +30,23 @@ class MockedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::Byt
   }
 
   void Finish(::grpc::Status /*status*/) override {}
-  void SendInitialMetadata() override {}
-  void Read(::grpc::ByteBuffer* /*message*/) override {}
   void Write(const ::grpc::ByteBuffer* /*message*/, ::grpc::WriteOptions /*options*/) override { writing = true; }
-  void WriteAndFinish(const ::grpc::ByteBuffer* /*message*/, ::grpc::WriteOptions /*options*/,
-                      ::grpc::Status /*status*/) override {}
 
  private:
   ::grpc::internal::ServerReactor* reactor() override { return bound; }
-  void CallOnDone() override {}
-  /// Only newer versions of gRPC ask for it.
-  grpc_call* call() { return nullptr; }  // NOLINT(modernize-use-override)
 
   Reactor* const bound;
   bool writing = false;
 };
 
-/// `count` streams subscribed to `publisher`. On one thread only.
+/// `count` streams subscribed to `publisher`; no service lists them. On one thread only.
 class Streams {
  public:
   Streams(Publisher& publisher, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
       reactors.push_back(new Reactor(&publisher, owner));
       publisher.Add(reactors.back());
-      streams.push_back(std::make_unique<MockedStream>(reactors.back()));
+      streams.push_back(std::make_unique<CountedStream>(reactors.back()));
     }
   }
 
@@ -66,7 +58,7 @@ class Streams {
   Streams(const Streams&) = delete;
   Streams& operator=(const Streams&) = delete;
 
-  /// Completes all writes, and answers how many there were.
+  /// Completes all writes, and returns how many there were.
   std::size_t CompleteWrites() {
     std::size_t completed = 0;
     for (const auto& stream : streams) completed += stream->CompleteWrite() ? 1 : 0;
@@ -77,7 +69,7 @@ class Streams {
   std::shared_ptr<corvalux::grpc::ReactorOwnerGeneric<Meter>> owner =
       std::make_shared<corvalux::grpc::ReactorOwnerGeneric<Meter>>();
   std::vector<Reactor*> reactors;
-  std::vector<std::unique_ptr<MockedStream>> streams;
+  std::vector<std::unique_ptr<CountedStream>> streams;
 };
 
 }  // namespace bench

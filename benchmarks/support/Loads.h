@@ -7,7 +7,8 @@
 
 namespace bench {
 
-/// What an event carries. The first entry's number comes first in its value and fits four bytes, see setSequence.
+/// The content of an event. The first four bytes of the first entry's value are for the event's number, see
+/// setSequence.
 struct Load {
   std::string_view name;
   sim::KeyValues values;
@@ -28,7 +29,7 @@ std::vector<Load> allLoads();
 /// The load of this name; throws std::invalid_argument.
 Load loadNamed(std::string_view name);
 
-/// Writes an event's number into the first entry, which must hold floats: its bytes stand in every client's message.
+/// Writes an event's number into the first entry, which must hold floats; every client finds its bytes in the message.
 void setSequence(sim::KeyValues& values, unsigned sequence);
 
 }  // namespace bench

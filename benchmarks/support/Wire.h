@@ -7,10 +7,10 @@
 
 namespace bench {
 
-/// The bytes of an event's message as every server here sends it. Only loads of floats.
+/// The bytes of an event's message as every server here sends it. Only for loads of floats.
 std::string wireBytes(const Load& load, unsigned sequence);
 
-/// Where in these bytes the event's number stands: four bytes, little-endian.
+/// The offset of the event's number in these bytes: four bytes, little-endian.
 std::size_t sequenceOffset(const Load& load);
 
 }  // namespace bench

@@ -18,15 +18,15 @@ using namespace std::chrono_literals;
 
 std::shared_ptr<grpc::Channel> connect(const char* address) {
   grpc::ChannelArguments arguments;
-  arguments.SetInt("grpc.http2.bdp_probe", 0);           // no window that grows, and fills with old meters
+  arguments.SetInt("grpc.http2.bdp_probe", 0);           // else the window grows and fills with old meters
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, 10'000);  // the server allows a ping every 5 s
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, 5'000);
-  arguments.SetInt(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);  // in a long silence, too
+  arguments.SetInt(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);  // ping in a long silence, too
   arguments.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, 8'000);
   return grpc::CreateCustomChannel(address, grpc::InsecureChannelCredentials(), arguments);
 }
 
-// Subscribes on a thread of its own, again and again, and keeps the newest meters.
+// Subscribes on a thread of its own, with retries, and keeps the newest meters.
 class Receiver {
  public:
   explicit Receiver(const char* address) : stub(Meters::NewStub(connect(address))) {}
@@ -68,7 +68,7 @@ std::atomic<bool> ended = false;
 int main(int argc, char** argv) {
   for (const int number : {SIGINT, SIGTERM}) std::signal(number, [](int) { ended = true; });
   Receiver receiver(argc > 1 ? argv[1] : "127.0.0.1:50005");
-  for (; !ended; std::this_thread::sleep_for(100ms)) {  // ten pictures a second, however fast the meters come
+  for (; !ended; std::this_thread::sleep_for(100ms)) {  // redraws ten times a second, however fast the meters come
     const Meter meter = receiver.Take();
     if (meter.entries_size() > 0) std::printf("\r");
     for (const auto& entry : meter.entries())

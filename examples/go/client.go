@@ -23,7 +23,7 @@ const firstDelay, longestDelay = 500 * time.Millisecond, 8 * time.Second
 
 func connect(address string) (*grpc.ClientConn, error) {
 	return grpc.Dial(address, grpc.WithInsecure(),
-		// Windows of a fixed size are not probed and do not grow: they would fill with old meters.
+		// Windows of a fixed size do not grow; growing ones would fill with old meters.
 		grpc.WithInitialWindowSize(65535), grpc.WithInitialConnWindowSize(65535),
 		// The server allows a ping every 5 s.
 		grpc.WithKeepaliveParams(keepalive.ClientParameters{Time: 10 * time.Second, Timeout: 5 * time.Second}),
@@ -31,7 +31,7 @@ func connect(address string) (*grpc.ClientConn, error) {
 			Backoff: backoff.Config{BaseDelay: firstDelay, Multiplier: 2, Jitter: 0.25, MaxDelay: longestDelay}}))
 }
 
-// receive subscribes again and again, and keeps the newest meters.
+// receive subscribes with retries, and keeps the newest meters.
 func receive(ctx context.Context, meters streams.MetersClient, newest *atomic.Pointer[streams.Meter]) {
 	for delay := firstDelay; ctx.Err() == nil; delay *= 2 {
 		stream, err := meters.GetMetersFast(ctx, &streams.SubscribeRequest{})
@@ -66,7 +66,7 @@ func main() {
 	}
 	var newest atomic.Pointer[streams.Meter]
 	go receive(ctx, streams.NewMetersClient(connection), &newest)
-	for ; ctx.Err() == nil; time.Sleep(100 * time.Millisecond) { // ten pictures a second, however fast the meters come
+	for ; ctx.Err() == nil; time.Sleep(100 * time.Millisecond) { // redraws ten times a second, however many meters come
 		line := "\r"
 		for _, entry := range newest.Swap(nil).GetEntries() {
 			if strings.HasSuffix(entry.Key, "/peak") {

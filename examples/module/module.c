@@ -16,14 +16,14 @@ static void onChange(KeyValueList values, void* user) {
 }
 
 static int32_t start(HostModuleRecord* record, KeyValueList config) {
-  (void)config; /* read here what corvalux_keyValueListGetI and ...GetS find; it dies when this returns */
+  (void)config; /* read it here with corvalux_keyValueListGetI and ...GetS; it is valid only during this call */
   record->moduleSlot = corvalux_engine_notify_changes_addCallback(record->engine, onChange, record);
   return record->moduleSlot ? 0 : -1;
 }
 
 static void stop(HostModuleRecord* record) {
   if (record->moduleSlot) corvalux_engine_notify_changes_rmCallback(record->engine, record->moduleSlot);
-  record->moduleSlot = NULL; /* stop may come twice */
+  record->moduleSlot = NULL; /* stop may be called twice */
 }
 
 const PluginEntry plugin_entry_0_6 = {.name = "counter", .startCycle = start, .stopCycle = stop, .word7 = 1};

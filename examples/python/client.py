@@ -9,17 +9,17 @@ import grpc
 from corvalux.grpc import streams_pb2, streams_pb2_grpc
 
 OPTIONS = [
-    ("grpc.http2.bdp_probe", 0),  # no window that grows, and fills with old meters
+    ("grpc.http2.bdp_probe", 0),  # else the window grows and fills with old meters
     ("grpc.keepalive_time_ms", 10_000),  # the server allows a ping every 5 s
     ("grpc.keepalive_timeout_ms", 5_000),
-    ("grpc.http2.max_pings_without_data", 0),  # in a long silence, too
+    ("grpc.http2.max_pings_without_data", 0),  # ping in a long silence, too
     ("grpc.max_reconnect_backoff_ms", 8_000),
 ]
 FIRST_DELAY, LONGEST_DELAY = 0.5, 8.0  # seconds
 
 
 class Receiver(threading.Thread):
-    """Subscribes again and again, and keeps the newest meters."""
+    """Subscribes with retries, and keeps the newest meters."""
 
     def __init__(self, channel):
         super().__init__()
@@ -53,7 +53,7 @@ def main(address="127.0.0.1:50005"):
     with grpc.insecure_channel(address, OPTIONS) as channel:
         receiver = Receiver(channel)
         receiver.start()
-        while not ended.wait(0.1):  # ten pictures a second, however fast the meters come
+        while not ended.wait(0.1):  # redraws ten times a second, however fast the meters come
             if receiver.newest:
                 show(receiver.newest.pop())
         receiver.stopping.set()

@@ -3,7 +3,7 @@ import { join } from "node:path";
 import * as grpc from "@grpc/grpc-js";
 import { loadSync } from "@grpc/proto-loader";
 
-// What the schema's messages look like here, as far as this client reads them.
+// The schema's messages in TypeScript, as far as this client reads them.
 interface Meter {
   entries: { key: string; value: { floatValue?: number } }[];
 }
@@ -16,7 +16,7 @@ const [firstDelay, longestDelay] = [500, 8_000]; // ms
 function connect(address: string): MetersClient {
   const schema = grpc.loadPackageDefinition(loadSync(join(__dirname, "streams.proto"), { longs: Number }));
   const { Meters } = (schema.corvalux as grpc.GrpcObject).grpc as { Meters: grpc.ServiceClientConstructor };
-  // This library does not probe the line: its windows keep their size, and do not fill with old meters.
+  // This library has fixed windows, which do not grow and fill with old meters.
   return new Meters(address, grpc.credentials.createInsecure(), {
     "grpc.keepalive_time_ms": 10_000, // the server allows a ping every 5 s
     "grpc.keepalive_timeout_ms": 5_000,
@@ -25,7 +25,7 @@ function connect(address: string): MetersClient {
   }) as unknown as MetersClient;
 }
 
-// Subscribes again and again, and keeps the newest meters.
+// Subscribes with retries, and keeps the newest meters.
 class Receiver {
   newest?: Meter; // until somebody takes it
   private call?: grpc.ClientReadableStream<Meter>;
@@ -47,7 +47,7 @@ class Receiver {
       this.newest = meter;
       delay = firstDelay;
     });
-    this.call.on("error", () => {}); // the status says it too
+    this.call.on("error", () => {}); // the status event reports it, too
     this.call.on("status", ({ details }: grpc.StatusObject) => {
       console.error(`\nno meters: ${details}; trying again`);
       const jittered = delay * (0.75 + Math.random() / 2);
@@ -65,7 +65,7 @@ const receiver = new Receiver(connect(process.argv[2] ?? "127.0.0.1:50005"));
 const pictures = setInterval(() => {
   if (receiver.newest) show(receiver.newest);
   receiver.newest = undefined;
-}, 100); // ten a second, however fast the meters come
+}, 100); // redraws ten times a second, however fast the meters come
 for (const signal of ["SIGINT", "SIGTERM"]) {
   process.once(signal, () => {
     clearInterval(pictures);

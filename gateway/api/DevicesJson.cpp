@@ -42,7 +42,9 @@ Json worstOf(Device& device) {
   return worst ? Json{{"key", worst->key}, {"level", client::jsonOf(worst->value)}} : Json(nullptr);
 }
 
-/// The sum of all counters of clipped samples, null before the first.
+constexpr double mostClips = 1e15;  ///< a double still counts one by one
+
+/// The sum of all counters of clipped samples, null before the first and for what no counter can have.
 Json clipsOf(Device& device) {
   std::optional<double> sum;
   for (const Stream stream : meterStreams) {
@@ -53,7 +55,7 @@ Json clipsOf(Device& device) {
       if (count) sum = sum.value_or(0) + *count;
     }
   }
-  return sum && std::isfinite(*sum) ? Json(static_cast<int64_t>(*sum)) : Json(nullptr);
+  return sum && std::abs(*sum) < mostClips ? Json(static_cast<int64_t>(*sum)) : Json(nullptr);
 }
 
 Json lastChangeOf(const Device& device, Clock::time_point now) {

@@ -60,8 +60,8 @@ void EventStream::WaitUntilDue(Clock::time_point now) {
   }
   if (timer.expiry() == next) return;
   timer.expires_at(next);
-  timer.async_wait([this](const boost::system::error_code& error) {
-    if (!error) wake();
+  timer.async_wait([this, exists = std::weak_ptr(token)](const boost::system::error_code& error) {
+    if (!error && !exists.expired()) wake();
   });
 }
 

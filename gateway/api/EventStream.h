@@ -50,6 +50,8 @@ class EventStream final : public Source, private Watcher {
   void WaitUntilDue(Clock::time_point now);
 
   boost::asio::steady_timer timer;
+  /// Expired with this: a wait that is over can no longer be cancelled, and its handler may run later.
+  std::shared_ptr<const char> token = std::make_shared<const char>();
   Device* device;  ///< null once it is gone
   Wanted wanted;
   uint64_t& skipped;

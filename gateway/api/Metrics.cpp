@@ -106,15 +106,17 @@ void addLevels(const Devices& devices, MetricsText& text, Clock::time_point now)
 /// The newest values of one device, numbers or texts.
 class Values {
  public:
-  Values(std::string_view device, MetricsText& text, bool texts) : device(device), text(text), texts(texts) {}
+  Values(std::string_view device, MetricsText& text, bool texts, std::size_t bytesLimit)
+      : device(device), text(text), texts(texts), bytesLimit(bytesLimit) {}
 
   void Add(Stream stream, const client::Entry& entry) {
-    if (!seen.insert({stream, entry.key}).second) return;
+    if (Full() || !seen.insert({stream, entry.key}).second) return;
     of = {{"device", device}, {"stream", client::nameOf(stream)}, {"key", entry.key}};
     std::visit([this](const auto& value) { Write(value); }, entry.value);
   }
 
  private:
+  bool Full() const { return text.Bytes() >= bytesLimit; }
   void Write(std::monostate /*none*/) {}
   void Write(const std::string& value) {
     if (texts) Line("text", value, 1);
@@ -128,7 +130,7 @@ class Values {
   }
   template <typename T>
   void Write(const std::vector<T>& list) {
-    for (std::size_t i = 0; !texts && i < list.size(); ++i) {
+    for (std::size_t i = 0; !texts && i < list.size() && !Full(); ++i) {
       double number = 0;
       if constexpr (std::is_same_v<T, float>) {
         number = client::withoutTail(list[i]);
@@ -147,23 +149,20 @@ class Values {
   const std::string_view device;
   MetricsText& text;
   const bool texts;
+  const std::size_t bytesLimit;
   MetricsText::Labels of;
   std::set<std::pair<Stream, std::string_view>> seen;
 };
 
 void addValues(const Devices& devices, MetricsText& text, bool texts, std::size_t bytesLimit) {
   for (const auto& [name, device] : devices.All()) {
-    Values values(name, text, texts);
+    Values values(name, text, texts, bytesLimit);
     for (const Stream stream : {Stream::fast, Stream::slow}) {
       const auto frame = device->Values().Newest(stream);
       if (!frame) continue;
-      for (const client::Entry& entry : frame->message.entries) {
-        if (text.Bytes() < bytesLimit) values.Add(stream, entry);
-      }
+      for (const client::Entry& entry : frame->message.entries) values.Add(stream, entry);
     }
-    for (const Change& change : device->Values().Changes()) {
-      if (text.Bytes() < bytesLimit) values.Add(Stream::changes, change.entry);
-    }
+    for (const Change& change : device->Values().Changes()) values.Add(Stream::changes, change.entry);
   }
 }
 

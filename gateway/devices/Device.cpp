@@ -65,6 +65,7 @@ void Device::Collect(Clock::time_point now) {
   Arrivals arrivals = inbox.Collect();
   overtaken += arrivals.overtaken;
   tooLarge += arrivals.tooLarge;
+  tooMany += arrivals.tooMany;
   for (const ConnectionState& connection : arrivals.states) Take(connection, now);
   for (const Stream stream : client::allStreams) {
     auto& messages = arrivals.messages.at(indexOf(stream));
@@ -133,6 +134,7 @@ void Device::Enter(DeviceState next, const std::string& why) {
 Exceeded Device::Over() const {
   Exceeded over = picture.Over();
   over.frames += tooLarge;
+  over.keys += tooMany;
   return over;
 }
 

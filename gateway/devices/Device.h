@@ -129,6 +129,7 @@ class Device {
   std::optional<Clock::time_point> connected;  ///< since when; nothing while it is not
   uint64_t overtaken = 0;
   uint64_t tooLarge = 0;
+  uint64_t tooMany = 0;
   std::set<Watcher*> watchers;
   Inbox inbox;
   client::Feed feed;  ///< last, so that it ends first

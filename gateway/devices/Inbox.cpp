@@ -28,6 +28,11 @@ void Inbox::Take(client::Message message) {
   if (message.bytes.size() > limits.frameBytes) {
     ++arrivals.tooLarge;
   } else {
+    // Entries can be far larger here than on the wire.
+    const std::size_t excess = message.entries.size() - std::min(message.entries.size(), limits.keys);
+    arrivals.tooMany += excess;
+    message.entries.resize(message.entries.size() - excess);
+    message.entries.shrink_to_fit();
     Queue(std::move(message));
   }
   Wake();
@@ -56,13 +61,16 @@ void Inbox::Queue(client::Message message) {
   ++arrivals.overtaken;
 }
 
-void Inbox::Merge(client::Message& into, client::Message message) const {
+void Inbox::Merge(client::Message& into, client::Message message) {
+  into.valid = into.valid || message.valid;
   into.arrival = message.arrival;
   into.repairedTexts += message.repairedTexts;
   std::move(message.entries.begin(), message.entries.end(), std::back_inserter(into.entries));
   if (into.entries.size() <= limits.keys) return;
   keepNewest(into.entries);
-  if (into.entries.size() > limits.keys) into.entries.resize(limits.keys);
+  const auto excess = into.entries.size() - std::min(into.entries.size(), limits.keys);
+  arrivals.tooMany += excess;
+  into.entries.erase(into.entries.begin(), into.entries.begin() + static_cast<std::ptrdiff_t>(excess));
 }
 
 void Inbox::Wake() {

@@ -19,6 +19,7 @@ struct Arrivals {
   std::array<std::deque<client::Message>, client::allStreams.size()> messages;  ///< of each stream, oldest first
   uint64_t overtaken = 0;  ///< messages of meters that newer ones replaced
   uint64_t tooLarge = 0;   ///< messages beyond the limit; dropped
+  uint64_t tooMany = 0;    ///< entries beyond the limit of keys; dropped
 };
 
 /// Between gRPC's threads and the loop. A loop that is late finds the newest messages: of the meters the oldest are
@@ -38,7 +39,7 @@ class Inbox final : public client::Listener {
 
  private:
   void Queue(client::Message message);
-  void Merge(client::Message& into, client::Message message) const;
+  void Merge(client::Message& into, client::Message message);
   void Wake();
 
   const DeviceLimits limits;

@@ -19,6 +19,7 @@ void LevelWindow::Take(const Frame& frame) {
   if (choice.Keys().All().empty()) return;
   const auto now = frame.message.arrival.steady;
   const auto second = std::chrono::floor<std::chrono::seconds>(now);
+  if (levels.size() >= keysLimit && second != swept) Forget(now);
   for (const std::size_t place : choice.In(frame)) {
     const client::Entry& entry = frame.message.entries[place];
     const auto number = client::numberOf(entry.value);
@@ -30,6 +31,12 @@ void LevelWindow::Take(const Frame& frame) {
     range = {std::min(range.least, *number), std::max(range.greatest, *number)};
     while (now - steps.front().second > span) steps.pop_front();
   }
+}
+
+/// Drops the keys that had no level within the window: others may take their places.
+void LevelWindow::Forget(Clock::time_point now) {
+  swept = std::chrono::floor<std::chrono::seconds>(now);
+  std::erase_if(levels, [&](const auto& each) { return now - each.second.back().second > span; });
 }
 
 std::map<std::string, LevelWindow::Range> LevelWindow::Ranges(Clock::time_point now) const {

@@ -15,7 +15,7 @@ class LevelWindow {
  public:
   using Clock = std::chrono::steady_clock;
 
-  static constexpr std::size_t keysLimit = 2000;  ///< further keys are left out
+  static constexpr std::size_t keysLimit = 2000;  ///< at a time; further keys are left out
 
   struct Range {
     double least = 0;
@@ -35,8 +35,11 @@ class LevelWindow {
     Range range;
   };
 
+  void Forget(Clock::time_point now);
+
   Choice choice;
   const std::chrono::seconds span;
+  Clock::time_point swept;
   std::map<std::string, std::deque<Step>> levels;
 };
 

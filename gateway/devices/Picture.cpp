@@ -15,6 +15,14 @@ bool haveTheSameKeys(const std::vector<Entry>& some, const std::vector<Entry>& o
                     [](const Entry& one, const Entry& other) { return one.key == other.key; });
 }
 
+std::size_t bytesOf(const Entry& entry) {
+  const auto bytes = [](const auto& value) -> std::size_t {
+    if constexpr (requires { value.size(); }) return value.size() * sizeof value[0];
+    return sizeof value;
+  };
+  return entry.key.size() + std::visit(bytes, entry.value);
+}
+
 }  // namespace
 
 void Picture::Take(client::Message message) {
@@ -55,21 +63,32 @@ void Picture::TakeFrame(client::Message message) {
   newest = std::move(frame);
 }
 
+bool Picture::HasRoom(const Entry& entry, const Change* known) const {
+  const std::size_t freed = known ? bytesOf(known->entry) : 0;
+  if (changedBytes - freed + bytesOf(entry) > limits.frameBytes) return false;
+  return known || Keys(Stream::fast) + Keys(Stream::slow) + changes.size() < limits.keys;
+}
+
 void Picture::TakeChange(Entry entry, const client::Arrival& arrival) {
   const auto known = places.find(entry.key);
-  if (known != places.end()) {
-    const auto change = known->second;
+  const auto change = known == places.end() ? changes.end() : known->second;
+  const bool room = HasRoom(entry, change == changes.end() ? nullptr : &*change);
+  changedBytes += room ? bytesOf(entry) : 0;
+  changedBytes -= change == changes.end() ? 0 : bytesOf(change->entry);
+  if (!room) {
+    ++exceeded.keys;
+    if (change == changes.end()) return;
+    places.erase(known);  // its former value would be wrong
+    changes.erase(change);
+  } else if (change == changes.end()) {
+    changes.push_front({std::move(entry), ++changed, arrival});
+    places.emplace(changes.front().entry.key, changes.begin());
+  } else {
     change->entry.value = std::move(entry.value);
     change->arrival = arrival;
     change->sequence = ++changed;
-    return changes.splice(changes.begin(), changes, change);
+    changes.splice(changes.begin(), changes, change);
   }
-  if (Keys(Stream::fast) + Keys(Stream::slow) + changes.size() >= limits.keys) {
-    ++exceeded.keys;
-    return;
-  }
-  changes.push_front({std::move(entry), ++changed, arrival});
-  places.emplace(changes.front().entry.key, changes.begin());
 }
 
 }  // namespace corvalux::gateway

@@ -51,6 +51,7 @@ class Picture {
   void DropLongKeys(std::vector<client::Entry>& entries);
   void TakeFrame(client::Message message);
   void TakeChange(client::Entry entry, const client::Arrival& arrival);
+  bool HasRoom(const client::Entry& entry, const Change* known) const;
   std::size_t Keys(client::Stream meters) const;
 
   const DeviceLimits limits;
@@ -59,6 +60,7 @@ class Picture {
   std::list<Change> changes;
   std::unordered_map<std::string_view, std::list<Change>::iterator> places;  ///< by the keys in `changes`
   uint64_t changed = 0;
+  std::size_t changedBytes = 0;
 };
 
 }  // namespace corvalux::gateway

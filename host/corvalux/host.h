@@ -4,24 +4,24 @@
 /// imports them when it is loaded. The module exports two data symbols (see PluginEntry) and nothing else.
 ///
 /// Thread tags, used throughout:
-///   [host-thread]    the thread that starts and stops the module. For one record never two such calls at a time.
+///   [host-thread]    the thread that starts and stops the module. Calls for one record never overlap.
 ///   [engine-thread]  a thread of the engine that delivers an event; any number of them. It must never be blocked.
-///   [any-thread]     every thread, the network library's own included, and several at once.
+///   [any-thread]     any thread, the network library's included; calls may overlap.
 ///
 /// What the module does not check, and the engine must guarantee:
 ///   - every text is non-null and ends with NUL; bytes that are not UTF-8 are passed on as they come;
 ///   - every array pointer covers `count` elements, and `count` is below 2^31;
-///   - a meter callback is never run twice at a time for one registration (fast and slow may overlap, and so may
-///     change callbacks, even with themselves);
-///   - removing a callback returns only when no call of it is running any more: the module frees `user` right after.
+///   - the callback of one meter registration never runs concurrently with itself (fast and slow may overlap; change
+///     callbacks may overlap even with themselves);
+///   - removing a callback returns only when no call of it is running: the module frees `user` right after.
 ///
-/// Exceptions. startCycle and stopCycle raise none. A callback, and the visitor that it hands to
-/// corvalux_keyValueListForEach, raise a C++ exception when memory runs out or a mutex cannot be locked; that event is
+/// Exceptions. startCycle and stopCycle do not throw. A callback, and the visitor that it passes to
+/// corvalux_keyValueListForEach, throw a C++ exception when memory runs out or a mutex cannot be locked; that event is
 /// lost. An engine in C++ catches it around its call of the callback. An engine in C cannot: unless a C++ caller above
 /// it catches, the exception ends the process (std::terminate). To survive it, such an engine calls callbacks through a
-/// function in C++ that catches. Its own functions in between do not run to their end then:
+/// C++ function that catches. The exception then unwinds the engine's functions in between:
 /// corvalux_keyValueListForEach must hold no lock while it calls the visitor, and needs unwind tables (the default of
-/// GCC and Clang on 64-bit Linux; -fexceptions asks for them), else the process ends there, too.
+/// GCC and Clang on 64-bit Linux; otherwise -fexceptions), or the process ends there as well.
 #ifndef CORVALUX_HOST_H
 #define CORVALUX_HOST_H
 
@@ -33,17 +33,16 @@
 extern "C" {
 #endif
 
-/// An engine. Belongs to the host, outlives every module instance started with it.
+/// An engine. Owned by the host; outlives every module instance started with it.
 typedef struct CorvaluxEngine* EngineHandle;
 
-/// A host list of named values. Belongs to the host; valid during the call that hands it over.
+/// A host list of named values. Owned by the host; valid only during the call that passes it.
 typedef const struct CorvaluxKeyValueList* KeyValueList;
 
-/// One registration of a callback; null only as the answer of one that failed. Belongs to the host; invalid once
-/// removed.
+/// A registered callback; null only if the registration failed. Owned by the host; invalid once removed.
 typedef struct CorvaluxCallback* CallbackHandle;
 
-/// What a KeyValueEntry holds. The field is a plain int32_t: an engine may send codes that this list does not have.
+/// The kind of value in a KeyValueEntry. The field is a plain int32_t: an engine may send other codes, too.
 enum KeyValueType {
   KEY_VALUE_UINT = 0,
   KEY_VALUE_INT = 1,
@@ -55,10 +54,10 @@ enum KeyValueType {
   KEY_VALUE_DOUBLE = 7
 };
 
-/// One named value of a list. Host-owned, valid only during the visitor call that receives it, never written to.
+/// One named value of a list. Host-owned, read-only, valid only during the visitor call that receives it.
 typedef struct KeyValueEntry {
   const char* key;    ///< NUL-terminated
-  uint64_t hostWord;  ///< the host's own; modules do not read it
+  uint64_t hostWord;  ///< reserved for the host; modules do not read it
   int32_t type;       ///< a KeyValueType, or a code that is newer than the module
   union {
     uint32_t uintValue;
@@ -75,9 +74,9 @@ typedef struct KeyValueEntry {
 typedef struct HostModuleRecord {
   char name[40];  ///< the instance's name, NUL-terminated
   EngineHandle engine;
-  void* hostWords[3];  ///< the host's own
-  /// The module's: null when the host makes the record, set by start, null again after stop and after a failed start;
-  /// only when an exception ended the start does it stay set until stop.
+  void* hostWords[3];  ///< reserved for the host
+  /// For the module: null when the host creates the record, set by start, null again after stop or a failed start.
+  /// After a start that failed with an exception it stays set until stop.
   void* moduleSlot;
 } HostModuleRecord;
 
@@ -85,12 +84,12 @@ typedef struct HostModuleRecord {
 typedef struct PluginEntry {
   const char* name;
   const void* unused1;  ///< null, like every `unused` word: an entry point that the module does not offer
-  /// [host-thread] Brings an instance up. `config` may be null and dies when the call returns.
-  /// Returns 0, or -1 when the instance did not start; the reason is in the log. Stop it also then: that frees what an
-  /// exception may have left.
+  /// [host-thread] Starts an instance. `config` may be null, and is valid only during the call. Returns 0, or -1 if the
+  /// instance did not start; the log has the reason. Call stopCycle then, too: it frees what an exception may have
+  /// left.
   int32_t (*startCycle)(HostModuleRecord* record, KeyValueList config);
   const void* unused3;
-  /// [host-thread] Takes an instance down. Harmless after a failed start, and when called twice.
+  /// [host-thread] Stops an instance. May be called after a failed start, and more than once.
   void (*stopCycle)(HostModuleRecord* record);
   const void* unused5;
   const void* unused6;
@@ -105,20 +104,20 @@ typedef struct PluginEntry {
 #define CORVALUX_PRINTF(formatIndex, firstIndex)
 #endif
 
-/// What a module defines and the host finds by name, and all that a module exports.
+/// The two symbols that the host finds by name. A module defines them and exports nothing else.
 CORVALUX_EXPORT extern const PluginEntry plugin_entry_0_6;
 CORVALUX_EXPORT extern const char* const plugin_entry_corvalux_module_version;  ///< NUL-terminated
 
 /// Visits one entry of a list; returns 0.
 typedef int32_t (*KeyValueVisitor)(const KeyValueEntry* entry, void* user);
 
-/// [engine-thread] Receives an event. The list and all it points to die when the call returns.
+/// [engine-thread] Receives an event. The list and all it points to are valid only during the call.
 typedef void (*EngineCallback)(KeyValueList values, void* user);
 
 /// [any-thread] Writes a log line. `level`: 1 progress and detail, 2 lifecycle, 3 warning, 4 error. `flag` is 1. Must
-/// work until the process ends: lines of streams may come after a stop, when a client has kept the server from ending.
-/// `file` lives as long as the module; every other text dies when the call returns. The module may hold its locks: so
-/// this must neither raise an event of the engine nor wait for one.
+/// work until the process ends: streams may log after a stop if a client has kept the server from finishing. `file` is
+/// valid for the module's lifetime, every other text only during the call. The module may hold locks during the call,
+/// so this must neither deliver an event nor wait for one.
 void corvalux_log(int32_t level, const char* file, int32_t line, int32_t flag, const char* format, ...)
     CORVALUX_PRINTF(5, 6);
 
@@ -126,15 +125,15 @@ void corvalux_log(int32_t level, const char* file, int32_t line, int32_t flag, c
 int32_t corvalux_keyValueListGetI(KeyValueList list, const char* key, int32_t* out);
 
 /// [host-thread] Returns 0 and stores a host-owned text; else non-zero, `*out` untouched. The module copies the text
-/// before it builds the server, but after it has read all other keys: until then the text must stay valid. The end of
-/// startCycle is always late enough.
+/// after it has read all other keys and before it builds the server. The text must stay valid until then; keeping
+/// it until startCycle returns is always enough.
 int32_t corvalux_keyValueListGetS(KeyValueList list, const char* key, const char** out);
 
-/// [engine-thread] Calls `visitor` for each entry in the list's order, on the calling thread. The result means nothing.
+/// [engine-thread] Calls `visitor` for each entry in the list's order, on the calling thread. The result is ignored.
 int32_t corvalux_keyValueListForEach(KeyValueList list, KeyValueVisitor visitor, void* user);
 
 /// [host-thread] Registers for meter lists, on the fast (`fast` 1) or the slow (0) cadence. Returns null on failure.
-/// The first call may come before this returns.
+/// The callback may be called before this returns.
 CallbackHandle corvalux_engine_addCallbackMeterManager(EngineHandle engine, int32_t fast, EngineCallback callback,
                                                        void* user);
 

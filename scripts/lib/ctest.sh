@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# For scripts that pass options to ctest; brings script.sh along.
+# For scripts that pass options to ctest; includes script.sh.
 source "$(dirname "${BASH_SOURCE[0]}")/script.sh"
 
-# ctest itself ignores what it does not know, and would run everything.
+# ctest ignores unknown arguments, and would run everything.
 checkCtestOptions() {
   local known option previous=
   command -v ctest >/dev/null || "$here/scripts/setup" build
@@ -11,7 +11,7 @@ checkCtestOptions() {
     if [[ $option == -* && ! $option =~ ^-j[0-9]+$ ]]; then
       grep -qxFe "${option%%=*}" <<<"$known" || misuse "ctest has no option '$option'"
     elif [[ $option != -* && $previous != -* ]]; then
-      misuse "what is '$option' for? A test is chosen by -R"
+      misuse "unexpected argument '$option'; choose tests with -R"
     fi
     previous=$option
   done

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What all scripts do in the same way: show their help, refuse wrong usage (exit code 2) and report a failure (1).
+# Common to all scripts: help, wrong usage (exit code 2) and failures (1).
 # Sourced, never run; sets here, the project's folder, and program, the script's name.
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 program=$(realpath --no-symlinks --relative-to="$here" "$0")
@@ -15,22 +15,22 @@ misuse() {
   exit 2
 }
 
-# usage "$@" <<'TEXT': keeps the help text, and shows it if the first argument asks for it.
+# usage "$@" <<'TEXT': stores the help text, and shows it if the first argument asks for it.
 usage() {
   help=$(cat)
   case "${1-}" in -h | --help) unknown "$1" ;; esac
 }
 
-# unknown ARGUMENT: for what a script does not know. The request for help may be among it.
+# unknown ARGUMENT: rejects an argument that a script does not know, unless it asks for help.
 unknown() {
   case "$1" in -h | --help) printf '%s\n' "$help" && exit ;; esac
   misuse "unknown argument '$1'"
 }
 
-# needValue "$@": the option that comes first has a value.
+# needValue "$@": checks that the first option has a value.
 needValue() { [[ ${2-} ]] || misuse "$1 needs a value"; }
 
-# needCount "$@": its value is a number above 0.
+# needCount "$@": checks that its value is a number above 0.
 needCount() { [[ ${2-} =~ ^[1-9][0-9]*$ ]] || misuse "$1 needs a number above 0"; }
 
 asRoot() {

@@ -21,7 +21,7 @@ bool isModule(const void* caller) {
 
 }  // namespace
 
-// The whole process allocates here, the module included: its reference is resolved to the program's own definition.
+// The whole process allocates here, the module included: the loader binds it to the program's definition.
 [[gnu::noinline]] void* operator new(std::size_t size) {
   if (untilFailure > 0 && isModule(__builtin_return_address(0)) && --untilFailure == 0) throw std::bad_alloc();
   if (void* memory = std::malloc(size ? size : 1)) return memory;

@@ -25,7 +25,7 @@ struct Observation {
 /// An engine that plays a steady cadence to a healthy client, on a connection of its own, and measures both.
 class Cadence {
  public:
-  /// Must be made before the module registers its callbacks.
+  /// Create it before the module registers its callbacks.
   explicit Cadence(sim::Engine& engine);
 
   /// Starts to play, and waits until the healthy client receives it.
@@ -35,7 +35,7 @@ class Cadence {
   /// Observes for `length`.
   Observation Observe(std::chrono::milliseconds length);
 
-  /// Whether the healthy client heard the counter only rise.
+  /// Whether the counter only rose, as the healthy client received it.
   bool OnlyRose();
 
  private:

@@ -18,11 +18,11 @@ using namespace std::chrono_literals;
 /// How much longer a callback may take during a fault, in the same run. Generous: client, server and fault share the
 /// machine's processors, so it bounds what the module lets through, not what the scheduler does.
 constexpr double callbackFactor = 20;
-/// Hundreds of streams more, and every event is written to each of them.
+/// For faults with hundreds of streams: every event is written to each of them.
 constexpr double hundredsOfStreams = 5 * callbackFactor;
-/// Thousands of connections a second: the library's threads accept them before they serve others.
+/// For thousands of connections a second: the library's threads accept them before they serve others.
 constexpr double whatTheConnectionsLeave = 0;
-/// The library digests pings on the thread that serves the others too: they wait for it, but miss nothing for good.
+/// The library handles pings on the thread that serves the others too: they wait, but recover.
 constexpr double whatThePingsLeave = 0.1;
 
 constexpr auto quietTime = 600ms;
@@ -64,16 +64,16 @@ TEST_P(Faults, LeaveEngineAndHealthyClientAlone) {
   StartModule(fault.memoryKb);
   const test::Observation quiet = cadence.Observe(quietTime);
   auto client = std::make_unique<test::FaultyClient>(fault.name, address, 20.0);
-  // A client that is not emulated says nothing of a device when it outruns a server that is. That all recovers, does.
+  // A native client outruns an emulated server, so these figures would say nothing; that all recovers is still tested.
   const auto unharmed = [&](const test::Observation& seen) {
     if (test::emulated) return true;
     return seen.Delivered() >= fault.leastDelivered && seen.median < fault.slowestCallback * quiet.median;
   };
   test::Observation during = cadence.Observe(faultTime);
-  // What other programs take of the processors passes; what the fault does, it does again.
+  // Load of other programs passes; what the fault causes shows up again.
   for (int again = 0; again < 2 && !unharmed(during); ++again) during = cadence.Observe(faultTime);
   PrintRow(fault, quiet, during);
-  EXPECT_TRUE(client->Running()) << "nothing was at work in the end";
+  EXPECT_TRUE(client->Running()) << "the fault had ended before";
   EXPECT_TRUE(unharmed(during)) << during.Delivered() << " delivered, the callback's median "
                                 << during.median / quiet.median << " times the quiet one";
   client.reset();

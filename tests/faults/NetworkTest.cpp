@@ -1,4 +1,4 @@
-// A network that lies: connections that are half open because packets are dropped, and descriptors that run out.
+// Connections that are half open because the network drops packets, and descriptors that run out.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -25,7 +25,7 @@ class Network : public test::ModuleTest {
   test::Cadence cadence{engine};
 };
 
-TEST_F(Network, HalfOpenConnectionsHoldUpNeitherTheEngineNorStop) {
+TEST_F(Network, HalfOpenConnectionsDelayNeitherTheEngineNorStop) {
   const test::OtherHost other;
   if (!other.Made()) GTEST_SKIP() << "needs root, to make a network namespace";
   ASSERT_TRUE(other.Link());
@@ -40,15 +40,13 @@ TEST_F(Network, HalfOpenConnectionsHoldUpNeitherTheEngineNorStop) {
   const test::Observation during = cadence.Observe(1500ms);
   EXPECT_GE(during.Delivered(), 0.8);
   EXPECT_LT(during.median, 20 * quiet.median);
-  const auto begin = std::chrono::steady_clock::now();
-  instance.Stop();
-  const auto stop = std::chrono::steady_clock::now() - begin;
+  const auto stop = TimedStop();
   EXPECT_LT(stop, test::stopLimit);
   std::printf("ROW | half-open | 1024 | %.0f %% | stop %.0f ms |\n", 100 * during.Delivered(),
               std::chrono::duration<double, std::milli>(stop).count());
 }
 
-/// Lets this process open only `spare` more descriptors; the old limit comes back at the end.
+/// Lets this process open only `spare` more descriptors for its lifetime.
 class FewDescriptors {
  public:
   explicit FewDescriptors(std::size_t spare) {
@@ -76,15 +74,13 @@ TEST_F(Network, WithoutDescriptorsOpenStreamsGoOnAndStopReturns) {
   }
   EXPECT_GE(during.Delivered(), 0.8);
   EXPECT_TRUE(cadence.OnlyRose());
-  // Whether the server accepts again once there are descriptors is the library's affair, and differs by its version.
+  // Whether the server accepts again once there are descriptors depends on the library's version.
   test::Process after({"/usr/bin/python3", CORVALUX_FAULTS_CLIENT, "read", address, "3"});
   after.ReadLine(3s);
   const bool accepts = after.ReadLine(3s).has_value();
   std::printf("ROW | descriptors exhausted | 262144 | %.0f %% | accepts again: %s |\n", 100 * during.Delivered(),
               accepts ? "yes" : "no");
-  const auto begin = std::chrono::steady_clock::now();
-  instance.Stop();
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, test::stopLimit);
+  EXPECT_LT(TimedStop(), test::stopLimit);
 }
 
 }  // namespace

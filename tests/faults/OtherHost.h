@@ -5,8 +5,8 @@
 
 namespace test {
 
-/// A second host on this machine: gives this process a network of its own (192.0.2.1 once they are linked), and makes
-/// another one (192.0.2.2), which is removed at the end. Needs root. Create it before any other thread.
+/// A second host on this machine: moves this process to a network of its own (192.0.2.1 once they are linked), and adds
+/// another (192.0.2.2), which the destructor removes. Needs root. Create it before any other thread.
 class OtherHost {
  public:
   OtherHost();
@@ -17,10 +17,10 @@ class OtherHost {
   bool Made() const { return made; }
   const std::string& Name() const { return name; }
 
-  /// Links both networks by a line without delay; whether it succeeded.
+  /// Links both networks without a delay. Returns whether it succeeded.
   bool Link() const;
 
-  /// From now on nothing that it sends or is sent arrives; neither side is notified.
+  /// From now on every packet to and from it is dropped; neither side is notified. Returns whether it succeeded.
   bool DropPackets() const;
 
   /// The command that runs `command` on the other host.

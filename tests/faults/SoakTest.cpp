@@ -1,4 +1,4 @@
-// Everything at once, for as long as is wanted: cadence, churn, stalls, kills, garbage and restarts.
+// Everything at once, for a given time: cadence, churn, stalls, kills, garbage and restarts.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 
 constexpr auto roundTime = 4s;
 
-/// Seconds to go on: few, or as many as CORVALUX_SOAK_SECONDS says.
+/// The duration: short, or CORVALUX_SOAK_SECONDS.
 std::chrono::seconds soakTime() {
   const char* text = std::getenv("CORVALUX_SOAK_SECONDS");
   return std::chrono::seconds(text ? std::atoi(text) : 16);
@@ -74,7 +74,7 @@ class Soak : public test::ModuleTest {
     play(50ms, sim::Event::changes);
   }
 
-  /// One life of the module, among clients of every sort.
+  /// One start and stop of the module, among clients of every sort.
   void Round() {
     ASSERT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 131072}}), 0);
     std::list<test::StreamClient> healthy;
@@ -84,13 +84,11 @@ class Soak : public test::ModuleTest {
     }
     Torment();
     for (test::StreamClient& client : healthy) EXPECT_TRUE(client.WaitForMessages(20));
-    const auto begin = std::chrono::steady_clock::now();
-    instance.Stop();
-    longestStop = std::max<std::chrono::nanoseconds>(longestStop, std::chrono::steady_clock::now() - begin);
+    longestStop = std::max(longestStop, TimedStop());
     for (test::StreamClient& client : healthy) Check(client);
   }
 
-  /// Bad clients that come and go, until the round is over.
+  /// Starts and kills bad clients until the round is over.
   void Torment() {
     static constexpr std::array kinds = {
         "stall", "tiny-window",     "reset-mid-frame", "random-bytes", "malformed-frames",

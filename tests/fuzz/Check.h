@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// Ends the process when a property does not hold: that is how a fuzzer notices.
+/// Aborts the process unless the condition holds: that is what a fuzzer notices.
 #define FUZZ_CHECK(condition)                                                             \
   do {                                                                                    \
     if (!(condition)) {                                                                   \

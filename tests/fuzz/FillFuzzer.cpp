@@ -1,5 +1,5 @@
 // Sequences of host lists, as an engine would send them, through the callbacks. After each list the bytes that a client
-// gets are compared with a model: for meters what the reuse of one message must give, for changes a fresh message.
+// gets are compared with a model: of one message that is refilled for meters, and of a new message for changes.
 #include <string>
 #include <vector>
 

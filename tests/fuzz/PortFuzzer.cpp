@@ -1,5 +1,5 @@
-// Bytes on the listening port of the running module. Whatever they are, a client on another connection goes on hearing
-// the engine.
+// Bytes on the listening port of the running module. Whatever they are, a client on another connection still receives
+// messages.
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -37,7 +37,7 @@ int connectTo(const std::filesystem::path& path) {
   return descriptor;
 }
 
-/// Sends what the server takes, waits for its answer for a moment, and goes away.
+/// Sends what the server takes, and waits a moment for its answer.
 void sendBytes(int descriptor, const void* bytes, std::size_t size) {
   const timeval moment{0, 2000};
   setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &moment, sizeof moment);

@@ -1,14 +1,18 @@
 // Events of one stream in every order that the library can produce, checked step by step against a model of what a
 // stream may do: one write outstanding, the queue rule, a call that is finished once, messages that are released.
+#include <gtest/gtest.h>
+
 #include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "corvalux/grpc/streams.pb.h"
 #include "fuzz/ByteReader.h"
 #include "fuzz/Check.h"
-#include "fuzz/Subscription.h"
 #include "sim/Log.h"
+#include "support/ScriptedStream.h"
+#include "support/TestOwner.h"
 
 namespace {
 
@@ -28,12 +32,11 @@ void countLine(const sim::LogLine& line) {
 class Machine {
  public:
   explicit Machine(bool keepLatestOnly) : keepLatestOnly(keepLatestOnly) {
-    reactor = new WriterReactorGeneric<Meter>(&publisher, owner, keepLatestOnly);
     publisher.Add(reactor);
     warnings = alreadyRemoved = 0;
   }
 
-  /// A call always ends: closed, its write completed, done.
+  /// Every call ends so: closed, its write completed, done.
   ~Machine() {
     if (!bound) Bind();
     Close();
@@ -77,7 +80,7 @@ class Machine {
  private:
   void Bind() {
     bound = true;
-    stream.Bind(reactor);
+    stream.Bind();
   }
 
   void Write(uint8_t content) {
@@ -102,7 +105,7 @@ class Machine {
   }
 
   void Complete(bool ok) {
-    reactor->OnWriteDone(ok);
+    stream.CompleteWrite(ok);
     inFlight = nullptr;
     if (!ok) return End();
     if (finished || pending.empty()) return;
@@ -113,7 +116,7 @@ class Machine {
 
   void Cancel() {
     cancelled = true;
-    reactor->OnCancel();
+    stream.Cancel();
     End();
   }
 
@@ -123,7 +126,7 @@ class Machine {
   }
 
   void Read() {
-    reactor->OnReadDone(true);
+    stream.CompleteRead(true);
     finished = true;
     subscribed = false;
     expectedFinishes.push_back(::grpc::StatusCode::INTERNAL);
@@ -146,21 +149,23 @@ class Machine {
     FUZZ_CHECK(!inFlight || !current.expired());
     for (const Message& message : pending) FUZZ_CHECK(!message.expired());
     if (!bound) return;
-    FUZZ_CHECK(stream.reads == 0);
-    FUZZ_CHECK(stream.writes.size() == expectedWrites.size());
-    for (std::size_t i = 0; i < expectedWrites.size(); ++i) FUZZ_CHECK(stream.writes[i].buffer == expectedWrites[i]);
+    FUZZ_CHECK(!testing::UnitTest::GetInstance()->Failed());  // what the stream itself refuses
+    const auto writes = stream.Writes();
+    FUZZ_CHECK(writes.size() == expectedWrites.size());
+    for (std::size_t i = 0; i < expectedWrites.size(); ++i) FUZZ_CHECK(writes[i].buffer == expectedWrites[i]);
     CheckFinishes();
   }
 
-  /// Before it is bound, the library keeps only the last of several ends; so only the last one can be compared.
+  /// Of several ends before the stream is bound, the library keeps only the last; so only that one can be compared.
   void CheckFinishes() const {
-    FUZZ_CHECK(stream.finishes.empty() == expectedFinishes.empty());
-    if (!expectedFinishes.empty()) FUZZ_CHECK(stream.finishes.back().error_code() == expectedFinishes.back());
+    const auto finishes = stream.Finishes();
+    FUZZ_CHECK(finishes.empty() == expectedFinishes.empty());
+    if (!expectedFinishes.empty()) FUZZ_CHECK(finishes.back().error_code() == expectedFinishes.back());
   }
 
   void Done() {
     Check();
-    reactor->OnDone();
+    stream.Done();
     FUZZ_CHECK(current.expired());
     for (const Message& message : pending) FUZZ_CHECK(message.expired());
     FUZZ_CHECK(owner.use_count() == 1);
@@ -168,11 +173,11 @@ class Machine {
 
   const bool keepLatestOnly;
   PublisherGeneric<Meter> publisher;
-  std::shared_ptr<fuzz::Owner<Meter>> owner = std::make_shared<fuzz::Owner<Meter>>();
-  fuzz::RecordedStream stream;
-  WriterReactorGeneric<Meter>* reactor;
+  std::shared_ptr<test::TestOwner<Meter>> owner = std::make_shared<test::TestOwner<Meter>>();
+  WriterReactorGeneric<Meter>* const reactor = new WriterReactorGeneric<Meter>(&publisher, owner, keepLatestOnly);
+  test::ScriptedStream stream{reactor, false};
 
-  // What the reactor should be like.
+  // The model: what the reactor should have done.
   bool bound = false;
   bool subscribed = true;
   bool finished = false;

@@ -1,33 +1,23 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "fuzz/Check.h"
-#include "fuzz/RecordedStream.h"
-#include "module/grpc/PublisherGeneric.h"
-#include "module/grpc/ReactorOwnerGeneric.h"
-#include "module/grpc/WriterReactorGeneric.h"
+#include "support/Call.h"
+#include "support/TestOwner.h"
 
 namespace fuzz {
 
-/// A service reduced to what a stream needs of it.
-template <typename T>
-class Owner : public corvalux::grpc::ReactorOwnerGeneric<T> {
- public:
-  using corvalux::grpc::ReactorOwnerGeneric<T>::CreateStream;
-};
-
-/// A stream subscribed to a publisher, with a mocked network that takes every message at once.
+/// A subscribed client that takes every message at once.
 template <typename T>
 class Subscription {
  public:
-  explicit Subscription(corvalux::grpc::PublisherGeneric<T>& publisher) : reactor(owner->CreateStream(&publisher)) {
-    stream.Bind(reactor);
-  }
+  explicit Subscription(corvalux::grpc::PublisherGeneric<T>& publisher) : call(owner->CreateStream(&publisher)) {}
 
   ~Subscription() {
-    reactor->OnCancel();
-    reactor->OnDone();
+    call.stream.Cancel();
+    call.stream.Done();
     FUZZ_CHECK(owner->Empty());
   }
 
@@ -36,17 +26,15 @@ class Subscription {
 
   /// The one message that was published since the last call.
   std::string TakeMessage() {
-    FUZZ_CHECK(stream.writes.size() == 1);
-    const std::string bytes = stream.writes.front().bytes;
-    stream.writes.clear();
-    reactor->OnWriteDone(true);
-    return bytes;
+    FUZZ_CHECK(call.stream.Writing());
+    call.stream.CompleteWrite();
+    FUZZ_CHECK(!call.stream.Writing());
+    return call.stream.LastSent();
   }
 
  private:
-  std::shared_ptr<Owner<T>> owner = std::make_shared<Owner<T>>();
-  RecordedStream stream;
-  corvalux::grpc::WriterReactorGeneric<T>* reactor;
+  std::shared_ptr<test::TestOwner<T>> owner = std::make_shared<test::TestOwner<T>>();
+  test::Call<T> call;
 };
 
 }  // namespace fuzz

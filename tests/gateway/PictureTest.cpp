@@ -98,6 +98,24 @@ TEST(Picture, AFrameMayAlwaysReplaceOneOfItsSize) {
   EXPECT_EQ(picture.Newest(Stream::fast)->message.entries.back().value, client::Value(2));
 }
 
+TEST(Picture, DropsChangesThatTogetherAreLargerThanAMessageMayBe) {
+  Picture picture({.frameBytes = 100, .keys = 9, .keyBytes = 4});
+  const auto change = [&picture](const std::string& key, std::size_t size) {
+    picture.Take(message(Stream::changes, {{key, std::string(size, 'x')}}));
+  };
+  change("a", 40);
+  change("b", 40);
+  change("c", 40);
+  EXPECT_THAT(changedKeys(picture), ElementsAre("b", "a"));
+  change("a", 50);
+  EXPECT_THAT(changedKeys(picture), ElementsAre("a", "b")) << "in place of its former value";
+  change("a", 90);
+  EXPECT_THAT(changedKeys(picture), ElementsAre("b")) << "the former value would be wrong";
+  change("c", 40);
+  EXPECT_THAT(changedKeys(picture), ElementsAre("c", "b"));
+  EXPECT_EQ(picture.Over().keys, 2U);
+}
+
 TEST(Choice, FollowsTheLayout) {
   Picture picture({});
   Choice choice(Patterns({"*/peak"}));
@@ -139,6 +157,33 @@ TEST(Inbox, MergedChangesKeepTheNewestOfEachKeyWithinTheLimit) {
   const auto& last = arrivals.messages[2].back().entries;
   EXPECT_LE(last.size(), 5U);
   EXPECT_EQ(last.back(), (Entry{"b", 99}));
+}
+
+TEST(Inbox, MergedChangesDropTheOldestBeyondTheLimit) {
+  Inbox inbox({.frameBytes = 1000, .keys = 5, .keyBytes = 10}, [] {});
+  for (int i = 0; i < 20; ++i) inbox.Take(message(Stream::changes, {{std::to_string(i), i}}));
+  const Arrivals arrivals = inbox.Collect();
+  EXPECT_THAT(keysOf(arrivals.messages[2].back().entries), ElementsAre("15", "16", "17", "18", "19"));
+  EXPECT_EQ(arrivals.tooMany, 8U);
+}
+
+TEST(Inbox, MergesChangesIntoADamagedMessage) {
+  Inbox inbox({}, [] {});
+  auto damaged = message(Stream::changes, {});
+  damaged.valid = false;
+  for (std::size_t i = 0; i < Inbox::depth; ++i) inbox.Take(damaged);
+  inbox.Take(message(Stream::changes, {{"a", 1}}));
+  const Arrivals arrivals = inbox.Collect();
+  EXPECT_TRUE(arrivals.messages[2].back().valid) << "or its entries do not count";
+  EXPECT_THAT(keysOf(arrivals.messages[2].back().entries), ElementsAre("a"));
+}
+
+TEST(Inbox, DropsAndCountsEntriesBeyondTheLimitOfKeys) {
+  Inbox inbox({.frameBytes = 1000, .keys = 2, .keyBytes = 10}, [] {});
+  inbox.Take(message(Stream::fast, {{"a", 1}, {"b", 1}, {"c", 1}}));
+  const Arrivals arrivals = inbox.Collect();
+  EXPECT_THAT(keysOf(arrivals.messages[0].front().entries), ElementsAre("a", "b"));
+  EXPECT_EQ(arrivals.tooMany, 1U);
 }
 
 TEST(Inbox, DropsAndCountsMessagesThatAreTooLarge) {
@@ -186,6 +231,17 @@ TEST(LevelWindow, LeavesOutWhatIsNoNumberAndKeysBeyondTheLimit) {
   takeLevel(window, seconds(0), "nan", std::numeric_limits<float>::quiet_NaN());
   for (std::size_t i = 0; i <= LevelWindow::keysLimit; ++i) takeLevel(window, seconds(0), std::to_string(i), 0);
   EXPECT_EQ(window.Ranges(begin).size(), LevelWindow::keysLimit);
+}
+
+TEST(LevelWindow, LeavesThePlacesOfKeysThatAreGoneToOthers) {
+  using std::chrono::seconds;
+  LevelWindow window(Patterns({"**"}), seconds(60));
+  for (std::size_t i = 0; i < LevelWindow::keysLimit; ++i) takeLevel(window, seconds(0), std::to_string(i), 0);
+  takeLevel(window, seconds(30), "early", 0);
+  takeLevel(window, seconds(70), "late", 0);
+  const auto ranges = window.Ranges(begin + seconds(70));
+  EXPECT_FALSE(ranges.contains("early"));
+  EXPECT_TRUE(ranges.contains("late"));
 }
 
 }  // namespace corvalux::gateway

@@ -1,4 +1,4 @@
-// Clients in all their variety: twice, fifty at once, talkative, leaving.
+// Clients of many sorts: that subscribe twice, fifty at once, that send requests, that leave.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@ using test::StreamClient;
 
 class Clients : public test::LiveTest {
  protected:
-  /// Sends requests of 64 KiB until nobody takes them any more, at most 1000; returns how many were taken.
+  /// Sends requests of 64 KiB until the server takes no more, at most 1000; returns how many it took.
   static int Flood(RawCall& call) {
     const std::string request(64 * 1024, 'r');
     int sent = 0;
@@ -78,7 +78,7 @@ TEST_F(Clients, CancellingRemovesThatClientOnly) {
   EXPECT_TRUE(Delivered(Event::meterFast, counted(1), staying));
 }
 
-TEST_F(Clients, ThatNeverHalfCloseAreServedAlike) {
+TEST_F(Clients, ThatNeverHalfCloseAreServedAsWell) {
   StartModule();
   RawCall closed(address, test::slowMethod);
   RawCall open(address, test::fastMethod);
@@ -125,7 +125,7 @@ TEST_F(Clients, FloodingTheServersMemoryEndsStreamsButNotTheServer) {
   EXPECT_TRUE(test::eventually([this] { return StreamClient(address, test::fastMethod).WaitForMessages(1); }));
 }
 
-TEST_F(Clients, EventsPassUnheardAfterTheLastOneHasLeft) {
+TEST_F(Clients, EventsAreNotConvertedAfterTheLastOneHasLeft) {
   StartModule();
   {
     StreamClient client(address, test::fastMethod);

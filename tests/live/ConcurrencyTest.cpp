@@ -19,7 +19,7 @@ using test::StreamClient;
 
 class Concurrency : public test::LiveTest {
  protected:
-  /// A list of `counter % 20` entries with texts and arrays that all say `counter`.
+  /// A list of `counter % 20` entries, whose keys and array elements all are `counter`.
   static sim::KeyValues uniform(uint32_t counter) {
     sim::KeyValues values;
     for (uint32_t i = 0; i < counter % 20; ++i) {
@@ -97,7 +97,7 @@ TEST_F(Concurrency, EveryStreamOfManyThatComeAndGoEndsOnce) {
       StreamClient client(channel, methods[random() % 3], reads);
       if (reads && random() % 3 == 0) {
         served += client.WaitForMessages(1) ? 1 : 0;
-      } else {  // gone before, while or after the server has seen it
+      } else {  // cancels before, while or after the server sees the call
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
       }
     }
@@ -107,7 +107,7 @@ TEST_F(Concurrency, EveryStreamOfManyThatComeAndGoEndsOnce) {
     for (uint32_t seed = 1; seed <= 6; ++seed) clients.emplace_back(comeAndGo, seed);
   }
   EXPECT_GT(served, 10U);
-  EXPECT_LT(Stop(), 2s) << "a stream has been left";
+  EXPECT_LT(TimedStop(), 2s) << "a stream is left";
   EXPECT_GE(log.Count(1, "OnDone invoked"), served);
   EXPECT_EQ(log.Count(1, "OnDone invoked"), log.Count(1, "calling Finish on reactor"));
   EXPECT_EQ(log.Count(3, ""), 0U);

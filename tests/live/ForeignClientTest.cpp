@@ -48,7 +48,7 @@ TEST_F(ForeignClient, InPythonIsEndedByStop) {
   test::Process client(
       {"/usr/bin/python3", CORVALUX_FOREIGN_CLIENT, address, CORVALUX_PYTHON_SCHEMA, "--until-the-end"});
   ASSERT_TRUE(test::eventually([&] { return client.HasPrinted("subscribed"); })) << client.Output() << client.Errors();
-  EXPECT_LT(Stop(), 2s);
+  EXPECT_LT(TimedStop(), 2s);
   EXPECT_EQ(client.Wait(), 0) << client.Output() << client.Errors();
   EXPECT_TRUE(client.HasPrinted("ended: CANCELLED ''")) << client.Output() << client.Errors();
 }

@@ -14,12 +14,12 @@
 
 namespace test {
 
-/// A list that carries a counter and, to give it weight, `floats` numbers.
+/// A list of a counter and, as its weight, `floats` numbers.
 inline sim::KeyValues counted(uint32_t counter, std::size_t floats = 0) {
   return {{"counter", counter}, {"weight", std::vector<float>(floats, 0.5F)}};
 }
 
-/// More than an HTTP/2 stream's window takes: a message of that many floats gets stuck when the client does not read.
+/// A message of so many floats is larger than an HTTP/2 stream's window: it gets stuck if the client does not read.
 constexpr std::size_t heavy = 50'000;
 
 class LiveTest : public ModuleTest {
@@ -30,7 +30,7 @@ class LiveTest : public ModuleTest {
   /// Starts the module with room for many clients and large messages.
   void StartRoomyModule() { ASSERT_EQ(instance.Start({{"serverUrl", address}, {"grpc_memory_kb", 1 << 20}}), 0); }
 
-  /// Emits until the client is subscribed; false when it never is. Afterwards nothing more is on its way to it.
+  /// Emits until the client is subscribed; false when it never is. Afterwards the client has all that was sent to it.
   bool Subscribed(StreamClient& client, sim::Event event = sim::Event::meterFast) {
     if (!EmitUntil(event, counted(0), [&] { return !client.Messages().empty(); })) return false;
     engine.Emit(event, counted(last));
@@ -51,13 +51,6 @@ class LiveTest : public ModuleTest {
     const std::size_t before = client.Count();
     engine.Emit(event, values);
     return client.WaitForMessages(before + 1);
-  }
-
-  /// Stops the module and tells how long that took.
-  std::chrono::milliseconds Stop() {
-    const auto begin = std::chrono::steady_clock::now();
-    instance.Stop();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
   }
 };
 

@@ -13,7 +13,7 @@ using test::StreamClient;
 
 class Routing : public test::LiveTest {
  protected:
-  /// Emits an event of each kind, which tells of its kind.
+  /// Emits an event of each kind, with the name of its kind as the key.
   void EmitAllKinds() {
     for (const Event event : {Event::meterFast, Event::meterSlow, Event::changes}) {
       engine.Emit(event, {{sim::nameOf(event), 1U}});
@@ -53,7 +53,7 @@ TEST_P(RefusedMethods, AreUnimplementedWithAnEmptyMessage) {
   EXPECT_EQ(status->error_code(), ::grpc::StatusCode::UNIMPLEMENTED);
   EXPECT_EQ(status->error_message(), "");
   EXPECT_THAT(client.Messages(), testing::IsEmpty());
-  EXPECT_EQ(log.Count(1, "reactor"), 0U) << "a stream was made for it";
+  EXPECT_EQ(log.Count(1, "reactor"), 0U) << "a stream was created for it";
 }
 
 INSTANTIATE_TEST_SUITE_P(Routing, RefusedMethods,
@@ -82,7 +82,7 @@ TEST_F(Routing, ACallThatArrivesWhileTheModuleClosesIsUnimplemented) {
   RawCall stalled(address, test::fastMethod);
   ASSERT_TRUE(Subscribed(stalled));
   engine.Emit(Event::meterFast, test::counted(1, test::heavy));
-  std::jthread stopping([this] { instance.Stop(); });  // held open by the stalled client
+  std::jthread stopping([this] { instance.Stop(); });  // waits for the stalled client
   ASSERT_TRUE(log.WaitFor("calling Finish on reactor"));
   StreamClient late(address, test::slowMethod);
   const auto status = late.WaitForStatus();

@@ -21,7 +21,7 @@ using test::StreamClient;
 
 class SlowClient : public test::LiveTest {
  protected:
-  /// Emits the counters 1 to `count`, each with a weight, and reads them only then, until the newest.
+  /// Emits the counters 1 to `count`, each with a weight, and only then reads: up to the newest.
   std::vector<uint32_t> ReadLate(RawCall& call, uint32_t count, std::size_t weight, Event event = Event::meterFast) {
     for (uint32_t counter = 1; counter <= count; ++counter) engine.Emit(event, counted(counter, weight));
     std::vector<uint32_t> counters;
@@ -33,8 +33,8 @@ class SlowClient : public test::LiveTest {
     return counters;
   }
 
-  /// The same, again if the server learns only after the burst that the client has the message before: then all of them
-  /// wait for that, and only the newest is sent.
+  /// The same, repeated while only the newest arrives: then the write of the message before the burst completed after
+  /// it, and all of the burst waited for that.
   std::vector<uint32_t> ReadLateWithAnOldOne(RawCall& call, uint32_t count, Event event) {
     std::vector<uint32_t> counters;
     test::eventually([&] {
@@ -60,7 +60,7 @@ TEST_F(SlowClient, GetsNoMoreOldMessagesThanTheWindowHolds) {
   const auto counters = ReadLate(call, 5000, kib / sizeof(float));
   EXPECT_TRUE(std::is_sorted(counters.begin(), counters.end(), std::less_equal<>()));
   EXPECT_EQ(counters.back(), 5000U);
-  EXPECT_LT(counters.size(), 200U);  // 64 KiB of window, and what is on its way into it
+  EXPECT_LT(counters.size(), 200U);  // a window of 64 KiB, and what is in transit
 }
 
 TEST_F(SlowClient, OfNotificationsGetsTheNewestToo) {
@@ -78,7 +78,7 @@ TEST_F(SlowClient, CostsTheServerNoBacklog) {
   const auto emit = [&](int times) {
     for (int i = 0; i < times; ++i) engine.Emit(Event::meterFast, values);
   };
-  emit(10);  // one is on its way, one is pending
+  emit(10);  // one is being written, one is pending
   const auto before = test::ProcessUse::Now();
   emit(500);
   EXPECT_LT(test::ProcessUse::Now().heapKb, before.heapKb + 5 * test::heavy * sizeof(float) / 1024)
@@ -93,12 +93,12 @@ TEST_F(SlowClient, DoesNotSlowOthersDown) {
   ASSERT_TRUE(Subscribed(reader));
   for (uint32_t counter = 1; counter <= 100; ++counter) {
     ASSERT_TRUE(Delivered(Event::meterFast, counted(counter, test::heavy), reader));
-    // What was on its way from before may come first.
+    // The one before may still come first.
     ASSERT_TRUE(test::eventually([&] { return test::counterOf(reader.Messages().back()) == counter; }));
   }
 }
 
-TEST_F(SlowClient, DoesNotHoldUpTheEngine) {
+TEST_F(SlowClient, DoesNotDelayTheEngine) {
   std::vector<std::chrono::nanoseconds> times;
   engine.SetCallObserver([&](Event, std::chrono::nanoseconds time) { times.push_back(time); });
   StartRoomyModule();

@@ -1,4 +1,4 @@
-// Stop is bounded and harmless, whatever clients do.
+// A stop takes a bounded time and the module starts again, whatever clients do.
 #include <gmock/gmock.h>
 #include <grpcpp/create_channel.h>
 #include <grpcpp/security/credentials.h>
@@ -68,7 +68,8 @@ class Stopping : public test::LiveTest {
     return client;
   }
 
-  /// Lets the engine run: all events, each on a thread of its own, light or too heavy for a client that does not read.
+  /// Lets the engine emit all events, each on a thread of its own; `weight` makes them light, or too heavy for a client
+  /// that does not read.
   void RunEngine(std::size_t weight = 10) {
     for (const Event event : {Event::meterFast, Event::meterSlow, Event::changes}) {
       engineThreads.push_back(
@@ -76,7 +77,7 @@ class Stopping : public test::LiveTest {
     }
   }
 
-  /// Gives a client that does not read more than it takes unread. The first list may still be written behind the one
+  /// Emits to a client that does not read more than its window holds. The first list may still fit behind the one
   /// before it; of so many one must get stuck.
   void FillUp(Event event) {
     for (int i = 0; i < 50; ++i) {
@@ -92,18 +93,12 @@ class Stopping : public test::LiveTest {
     StartRoomyModule();
     StreamClient client(address, test::fastMethod);
     EXPECT_TRUE(Subscribed(client));
-    EXPECT_LT(Stop(), test::stopLimit);
+    EXPECT_LT(TimedStop(), test::stopLimit);
     EXPECT_EQ(client.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
   }
 
   std::vector<std::unique_ptr<sim::Ticker>> engineThreads;
 };
-
-TEST_F(Stopping, WithoutClientsDoesNotWait) {
-  StartModule();
-  RunEngine();
-  EXPECT_LT(Stop(), oneWait);
-}
 
 TEST_F(Stopping, WithClientsThatReadDoesNotWaitLong) {
   StartRoomyModule();
@@ -113,7 +108,7 @@ TEST_F(Stopping, WithClientsThatReadDoesNotWaitLong) {
     for (int i = 0; i < 5; ++i) clients.emplace_back(address, method);
   }
   for (StreamClient& client : clients) ASSERT_TRUE(client.WaitForMessages(1));
-  EXPECT_LT(Stop(), oneWait);
+  EXPECT_LT(TimedStop(), oneWait);
   for (StreamClient& client : clients) {
     const auto status = client.WaitForStatus();
     ASSERT_TRUE(status);
@@ -122,31 +117,21 @@ TEST_F(Stopping, WithClientsThatReadDoesNotWaitLong) {
   }
 }
 
-TEST_F(Stopping, GivesUpOnAClientThatStoppedReading) {
+TEST_F(Stopping, GivesUpOnClientsThatStoppedReadingOneServiceAfterTheOther) {
   StartRoomyModule();
-  const auto stalled = Client(test::fastMethod, Event::meterFast, "stall");
+  const auto meters = Client(test::fastMethod, Event::meterFast, "stall");
+  const auto changes = Client(test::changesMethod, Event::changes, "stall");
   StreamClient reader(address, test::slowMethod);
   ASSERT_TRUE(Subscribed(reader, Event::meterSlow));
-  FillUp(Event::meterFast);
-  RunEngine();
-  const auto time = Stop();
-  EXPECT_GE(time, oneWait);
-  EXPECT_LT(time, test::stopLimit);
-  EXPECT_EQ(reader.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
-  stalled->Signal(SIGKILL);
-  stalled->Wait();  // its late death reaches nobody
-  ExpectToServeAgain();
-}
-
-TEST_F(Stopping, WaitsForBothServicesInTurn) {
-  StartRoomyModule();
-  const auto meters = Client(test::slowMethod, Event::meterSlow, "stall");
-  const auto changes = Client(test::changesMethod, Event::changes, "stall");
-  FillUp(Event::meterSlow);
-  FillUp(Event::changes);
-  const auto time = Stop();
+  for (const Event event : {Event::meterFast, Event::changes}) FillUp(event);
+  const auto time = TimedStop();
   EXPECT_GE(time, 2 * oneWait);
   EXPECT_LT(time, test::stopLimit);
+  EXPECT_EQ(reader.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
+  for (Process* stalled : {meters.get(), changes.get()}) {
+    stalled->Signal(SIGKILL);
+    stalled->Wait();  // its late death reaches nobody
+  }
   ExpectToServeAgain();
 }
 
@@ -156,20 +141,11 @@ TEST_F(Stopping, GivesUpOnAFrozenClient) {
   frozen->Signal(SIGSTOP);
   FillUp(Event::meterFast);
   RunEngine(test::heavy);
-  const auto time = Stop();
+  const auto time = TimedStop();
   EXPECT_GE(time, oneWait);
   EXPECT_LT(time, test::stopLimit);
   frozen->Signal(SIGCONT);
   EXPECT_EQ(frozen->Wait(), 0) << frozen->Errors();  // it wakes up and finds its stream ended
-  ExpectToServeAgain();
-}
-
-TEST_F(Stopping, SurvivesAClientThatIsKilled) {
-  StartRoomyModule();
-  const auto killed = Client(test::fastMethod, Event::meterFast, "read");
-  RunEngine(test::heavy);
-  killed->Signal(SIGKILL);
-  EXPECT_LT(Stop(), test::stopLimit);
   ExpectToServeAgain();
 }
 
@@ -180,7 +156,7 @@ TEST_F(Stopping, SurvivesAClientThatIsKilledMeanwhile) {
   std::jthread killer([&] {
     if (log.WaitFor("calling Finish on reactor")) killed->Signal(SIGKILL);
   });
-  EXPECT_LT(Stop(), oneWait) << "its death ends the wait";
+  EXPECT_LT(TimedStop(), oneWait) << "its death ends the wait";
   ExpectToServeAgain();
 }
 
@@ -192,9 +168,9 @@ TEST_F(Stopping, SurvivesClientsThatComeBackAtOnce) {
     for (int i = 0; i < 3; ++i) clients.emplace_back(address, method);
   }
   for (Returning& client : clients) ASSERT_TRUE(test::eventually([&] { return client.Calls() > 0; }));
-  const auto stalled = Client(test::fastMethod, Event::meterFast, "stall");  // keeps the door open for them
+  const auto stalled = Client(test::fastMethod, Event::meterFast, "stall");  // keeps the stop waiting meanwhile
   FillUp(Event::meterFast);
-  EXPECT_LT(Stop(), test::stopLimit);
+  EXPECT_LT(TimedStop(), test::stopLimit);
   EXPECT_EQ(engine.Registrations(), 0U);
 }
 
@@ -208,7 +184,7 @@ TEST_F(Stopping, AndStartDozensOfTimesUnderClientsThatComeBackAtOnce) {
     StartRoomyModule();
     StreamClient client(address, test::slowMethod);
     ASSERT_TRUE(client.WaitForMessages(1));
-    EXPECT_LT(Stop(), test::stopLimit);
+    EXPECT_LT(TimedStop(), test::stopLimit);
     EXPECT_EQ(client.WaitForStatus()->error_code(), ::grpc::StatusCode::CANCELLED);
     EXPECT_EQ(engine.Registrations(), 0U);
   }

@@ -1,4 +1,4 @@
-// The listening addresses: how the text is split, and what happens when the server cannot have them.
+// The listening addresses: how the text is split, and what happens when one is not free.
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
@@ -89,7 +89,7 @@ TEST_F(Addresses, ANullTextIsAnExceptionThatKeepsTheStateForStop) {
   EXPECT_EQ(log.Texts().back(), "2 stopCycle(grpc)");
 }
 
-/// Listens on a port and lets nobody share it, as gRPC's own listeners would.
+/// Listens on a port, and does not share it, unlike gRPC's own listeners.
 class TakenPort {
  public:
   TakenPort() : socket(::socket(AF_INET, SOCK_STREAM, 0)) {

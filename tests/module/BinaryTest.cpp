@@ -133,7 +133,7 @@ TEST(Binary, WhatItNeedsBringsNothingElseEither) {
   expectAllowed(found);
 }
 
-TEST(Binary, TellsNoPathOfTheMachineThatBuiltIt) {
+TEST(Binary, ContainsNoPathOfTheMachineThatBuiltIt) {
   if (sanitized) GTEST_SKIP() << "a sanitizer keeps the paths for its reports";
   const std::string bytes = bytesOfModule();
   EXPECT_FALSE(bytes.empty());

@@ -1,4 +1,4 @@
-// Loading, starting, stopping and unloading again and again leaves nothing behind.
+// Many cycles of loading, starting, stopping and unloading leave nothing behind.
 #include <gtest/gtest.h>
 
 #include "support/ModuleTest.h"
@@ -28,7 +28,7 @@ class Cycles : public testing::Test {
         return !client.Messages().empty();
       }));
       instance.Stop();
-      // Not which status: on a busy machine the end of the connection may overtake it.
+      // Any status: on a busy machine the connection may be closed before CANCELLED arrives.
       ASSERT_TRUE(client.WaitForStatus());
     }
   }
@@ -60,7 +60,7 @@ TEST_F(Cycles, AHundredLeaveNoFileNoThreadAndNoMemoryBehind) {
   const std::size_t threadsBefore = threads();
   const std::size_t memoryBefore = memoryKib();
   for (int i = 0; i < 100; ++i) ASSERT_NO_FATAL_FAILURE(Cycle());
-  // The library's idle threads come and go, and stay for the next start: a few more may be there by chance.
+  // The library keeps idle threads for the next start: a few more may exist by chance.
   EXPECT_TRUE(test::eventually([&] { return openFiles() <= filesBefore; })) << openFiles() << " of " << filesBefore;
   EXPECT_TRUE(test::eventually([&] { return threads() <= threadsBefore + 4; })) << threads() << " of " << threadsBefore;
   RecordProperty("memoryGrowthKib", static_cast<int>(memoryKib()) - static_cast<int>(memoryBefore));

@@ -1,4 +1,4 @@
-// How long a stop waits for connections on which no stream is left, and what may disturb that wait.
+// How long a stop waits for connections without open streams, and what may disturb that wait.
 #include <grpcpp/generic/async_generic_service.h>
 #include <grpcpp/security/server_credentials.h>
 #include <grpcpp/server.h>
@@ -34,7 +34,7 @@ using namespace std::chrono_literals;
 constexpr auto grace = 950ms;
 constexpr auto slack = 800ms * CORVALUX_TEST_TIME_SCALE;  // for a busy machine, or a slow one
 
-/// A client that greets the server and then answers nothing.
+/// A client that sends HTTP/2's preface and then answers nothing.
 class UnresponsiveClient {
  public:
   explicit UnresponsiveClient(const std::string& address) {
@@ -49,7 +49,7 @@ class UnresponsiveClient {
   UnresponsiveClient(const UnresponsiveClient&) = delete;
   UnresponsiveClient& operator=(const UnresponsiveClient&) = delete;
 
-  /// Waits until the server has begun to answer the greeting.
+  /// Waits until the server has begun to answer the preface.
   bool Greeted() const {
     char first = 0;
     return read(file, &first, 1) == 1;
@@ -61,7 +61,7 @@ class UnresponsiveClient {
   const int file = socket(AF_UNIX, SOCK_STREAM, 0);
 };
 
-/// A server that occupies every thread on which gRPC 1.51 polls: whoever waits for the library then has to poll.
+/// A server that occupies every thread on which gRPC 1.51 polls: a thread that waits for the library then polls itself.
 class BusyServer {
  public:
   explicit BusyServer(const std::string& address) {
@@ -106,16 +106,9 @@ class BusyServer {
   std::vector<std::unique_ptr<test::Process>> callers;
 };
 
-class GracePeriod : public test::RecordedTest {
- protected:
-  std::chrono::nanoseconds TimedStop() {
-    const auto begin = std::chrono::steady_clock::now();
-    instance.Stop();
-    return std::chrono::steady_clock::now() - begin;
-  }
-};
+class GracePeriod : public test::RecordedTest {};
 
-TEST_F(GracePeriod, EndsWithTheLastConnectionThatAnswers) {
+TEST_F(GracePeriod, EndsWhenAllConnectionsHaveAnswered) {
   StartModule();
   test::StreamClient client(address, test::fastMethod);
   ASSERT_TRUE(EmitUntil(sim::Event::meterFast, {}, [&] { return client.Count() > 0; }));
@@ -168,7 +161,7 @@ TEST_F(GracePeriod, IsNotProlongedBySignals) {
   EXPECT_TRUE(test::eventually([&] { return signals.Count() > atTheEnd + 10; })) << "signals are still blocked";
 }
 
-TEST_F(GracePeriod, BlocksWhatComesFromOutsideAndNotWhatAFaultRaises) {
+TEST_F(GracePeriod, BlocksAsynchronousSignalsAndNotThoseOfAFault) {
   StartModule();
   sigset_t before{};
   sigset_t during{};

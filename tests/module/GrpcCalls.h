@@ -18,9 +18,9 @@ struct ShutdownWait {
   std::chrono::duration<double> left;  ///< to the deadline when the wait begins; none or less: the deadline has passed
 };
 
-/// Records what the module asks of the gRPC library, and passes it on. The program defines these functions of the
-/// library itself (GrpcFunctions.cpp), and so comes first when the loader binds the module. One at a time in a process.
-/// Threads: made and used on the host's thread, before a start and after it.
+/// Records the module's calls of the gRPC library, which still reach it: the program defines these functions itself
+/// (GrpcFunctions.cpp), so the loader binds the module to them. One at a time in a process.
+/// Threads: use on the host's thread, before a start and after it.
 class GrpcCalls {
  public:
   GrpcCalls();
@@ -31,7 +31,7 @@ class GrpcCalls {
   /// The calls so far, such as "AddListeningPort unix:/tmp/a", "Resize 1048576", "SetOption name=1".
   std::vector<std::string> All() const;
 
-  /// Those that begin with one of these.
+  /// The calls that begin with one of these texts.
   std::vector<std::string> Only(const std::vector<std::string>& beginnings) const;
 
   /// Lets the library listen on `address`, whichever address the module names.
@@ -49,7 +49,7 @@ class GrpcCalls {
   /// How often a thread slept for exactly 50 ms.
   static std::size_t Naps();
 
-  // What the recorded functions report, on any thread.
+  // Called by the recorded functions, on any thread.
   static void Note(const std::string& call);
   static void NoteShutdownWait(const ShutdownWait& wait);
   static void NoteSleep(const timespec& time);

@@ -132,7 +132,7 @@ void grpc_server_shutdown_and_notify(grpc_server* server, grpc_completion_queue*
   next(server, queue, tag);
 }
 
-/// With the queue of its notification, this is where the library waits for a server that it shuts down.
+/// Called with the queue of its notification, this is the library's wait for a server that it shuts down.
 grpc_event grpc_completion_queue_next(grpc_completion_queue* queue, gpr_timespec deadline, void* reserved) {
   static auto* const next = libraryFunction(&grpc_completion_queue_next);
   if (queue == shutdownQueue) {

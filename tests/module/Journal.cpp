@@ -20,17 +20,17 @@ Journal::Journal(const sim::Engine& engine, GrpcCalls& grpc) : engine(engine), g
 Journal::~Journal() {
   sim::setLogSink({});
   grpc.SetObserver({});
-  setOnGiven(nullptr);
+  setOnFree(nullptr);
 }
 
 void Journal::Watch(const void* block, const std::string& name) {
   watched.emplace_back(block, name);
   watching = this;
-  setOnGiven([](const void* given) {
-    for (auto& [place, nameOfIt] : watching->watched) {
-      if (place != given) continue;
-      place = nullptr;  // from now on the block is somebody else's
-      watching->Add(nameOfIt + " freed");
+  setOnFree([](const void* freed) {
+    for (auto& [block, name] : watching->watched) {
+      if (block != freed) continue;
+      block = nullptr;  // from now on the address may be another block's
+      watching->Add(name + " freed");
     }
   });
 }
@@ -41,7 +41,7 @@ void Journal::Add(const std::string& entry) {
   entries.push_back(entry);
 }
 
-/// The engine tells nobody of its calls; but whatever was asked of it before an entry is there when the entry comes.
+/// The engine has no observer for its calls: those that were made before an entry are added with the entry.
 void Journal::AddEngineCallsLocked() {
   const std::vector<std::string> calls = engine.Calls();
   for (; seen < calls.size(); ++seen) entries.push_back(calls[seen]);

@@ -10,9 +10,8 @@
 
 namespace test {
 
-/// One sequence of all that can be seen of a module: its log lines ("LEVEL text"), what it asks of the engine, and
-/// what it asks of the gRPC library; and of what it frees, if that is watched. Takes the log for itself while it lives.
-/// Thread-safe, but for Watch.
+/// All that can be seen of a module, in one order: its log lines ("LEVEL text"), its calls of the engine and of the
+/// gRPC library, and which of the watched blocks it frees. Owns the log for its lifetime. Thread-safe, but for Watch.
 class Journal {
  public:
   Journal(const sim::Engine& engine, GrpcCalls& grpc);
@@ -20,7 +19,7 @@ class Journal {
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  /// Adds an entry "NAME freed" when this thread gives the block back to the heap. One journal at a time may watch.
+  /// Adds an entry "NAME freed" when this thread frees the block. One journal at a time may watch.
   void Watch(const void* block, const std::string& name);
 
   /// The entries since this was made, or since the last Clear.

@@ -37,7 +37,7 @@ const void* codeOf(const Class* object, Member member) {
   return code;
 }
 
-/// The same for a member function: the answer takes the object first.
+/// The same for a member function: the result takes the object first.
 template <typename Class, typename Result, typename... Arguments>
 auto libraryFunction(Result (Class::*own)(Arguments...), const Class* object) {
   using Function = Result(Class*, Arguments...);

@@ -138,7 +138,7 @@ TEST_F(Lifecycle, ASecondStartLeavesTheFirstOneRunning) {
   instance.Stop();
   EXPECT_FALSE(test::listening(other));
   EXPECT_TRUE(Listening());
-  instance.record.moduleSlot = first;  // what is forgotten is not stopped: the host has to
+  instance.record.moduleSlot = first;  // the host has to remember and stop what the slot has forgotten
   instance.Stop();
   EXPECT_FALSE(Listening());
 }

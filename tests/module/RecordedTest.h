@@ -11,7 +11,7 @@ namespace test {
 
 using Texts = std::vector<std::string>;
 
-/// Whether somebody accepts connections on a `unix:` address.
+/// Whether a `unix:` address accepts connections.
 bool listening(const std::string& address);
 
 /// The texts with each pointer in them replaced by "#1", "#2" and so on, in order of appearance.
@@ -20,10 +20,10 @@ Texts withoutPointers(Texts texts);
 /// A module whose calls to the gRPC library are recorded.
 class RecordedTest : public ModuleTest {
  protected:
-  /// Starts on this test's own address, with more settings behind it.
+  /// Starts with this test's own address, and further settings.
   int32_t StartWith(sim::KeyValues settings);
 
-  /// The lines that tell of settings, but for the address.
+  /// The log lines of settings, but for the address.
   Texts SettingLines() const;
 
   bool Listening() const { return listening(address); }

@@ -67,7 +67,7 @@ TEST_F(Registrations, MadeWithANullEngineAreNotRemoved) {
   sim::setUnnamedEngine(nullptr);
 }
 
-TEST_F(Registrations, MayBeCalledBeforeTheyAreAnswered) {
+TEST_F(Registrations, MayBeCalledBeforeTheEngineReturns) {
   std::atomic<int> calls = 0;
   engine.SetCallObserver([&](Event, std::chrono::nanoseconds) { ++calls; });
   engine.SetRegistrationObserver([&](Event event, const void*) { engine.Emit(event, {{"level", -20.0F}}); });

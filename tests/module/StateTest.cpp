@@ -1,4 +1,4 @@
-// What an instance holds: in which order it is freed, and what start does with a registration that is there already.
+// What an instance holds: in which order it is freed, and what a start does with a registration that it finds.
 #include <gmock/gmock.h>
 
 #include "module/Journal.h"
@@ -16,7 +16,7 @@ class State : public test::RecordedTest {
  protected:
   GrpcModuleState& Held() const { return *static_cast<GrpcModuleState*>(Slot()); }
 
-  /// Gives the state a registration of each kind, before start makes its own.
+  /// Puts a registration of each kind into the state, before the start makes its own.
   void RegisterAll(sim::Engine& other) {
     const EngineCallback ignore = [](KeyValueList, void*) {};
     GrpcModuleState& state = Held();

@@ -27,70 +27,56 @@ class Stop : public test::RecordedTest {
     return EmitUntil(event, {}, [&] { return !client.Messages().empty(); });
   }
 
-  /// Gives a client that does not read more than it takes unread, so that its stream cannot end; false when it never
-  /// subscribes.
+  /// Emits to a client that does not read more than its window holds, so that its stream cannot end; false when it
+  /// never subscribes.
   bool Stuck() {
     const sim::KeyValues heavy = {{"weight", std::vector<float>(50'000)}};
     return EmitUntil(Event::meterFast, heavy, [&] { return engine.Visits() > 0; });
   }
 
-  std::chrono::nanoseconds StopAndMeasure() {
-    const auto begin = std::chrono::steady_clock::now();
-    instance.Stop();
-    return std::chrono::steady_clock::now() - begin;
-  }
-
-  /// Stops, and tells all that could be seen of it.
-  Texts StopAndTell() {
+  /// Stops; returns all that could be seen of it.
+  Texts StopAndRecord() {
     test::Journal journal(engine, grpc);
     instance.Stop();
     return test::withoutPointers(journal.Entries());
   }
 };
 
-/// Where the one entry that contains `part` stands.
+/// The place of the one entry that contains `part`.
 std::size_t placeOf(const std::string& part, const Texts& entries) {
   const auto contains = [&](const std::string& entry) { return entry.find(part) != std::string::npos; };
   EXPECT_EQ(std::count_if(entries.begin(), entries.end(), contains), 1) << part;
   return static_cast<std::size_t>(std::find_if(entries.begin(), entries.end(), contains) - entries.begin());
 }
 
-TEST_F(Stop, WithoutClientsGoesStraightThrough) {
+TEST_F(Stop, WithoutClientsTakesItsStepsInOneOrder) {
   StartModule();
-  EXPECT_THAT(StopAndTell(), ElementsAre("2 stopCycle(grpc)", "remove meterSlow", "remove meterFast", "remove changes",
-                                         "server shuts down", "1 destroying gRPC Notifications service",
-                                         "1 destroying gRPC Meters service", "server destroyed"));
+  EXPECT_THAT(
+      StopAndRecord(),
+      ElementsAre("2 stopCycle(grpc)", "remove meterSlow", "remove meterFast", "remove changes", "server shuts down",
+                  "1 destroying gRPC Notifications service", "1 destroying gRPC Meters service", "server destroyed"));
 }
 
 TEST_F(Stop, WithoutClientsDoesNotSleep) {
   StartModule();
-  EXPECT_LT(StopAndMeasure(), 1s);
+  EXPECT_LT(TimedStop(), 1s);
   EXPECT_EQ(test::GrpcCalls::Naps(), 0U);
 }
 
-// To shut the library down as well could take 10 s: it waits for connections that came in the moment of the stop.
+// Shutting the library down as well could take 10 s: it waits for connections that arrive during the stop.
 TEST_F(Stop, LeavesTheLibraryInitialised) {
   StartModule();
   instance.Stop();
   EXPECT_TRUE(grpc_is_initialized());
 }
 
-TEST_F(Stop, LooksNoLongerThanItsStreamsLast) {
+TEST_F(Stop, WaitsNoLongerThanItsStreamsLast) {
   StartModule();
   StreamClient client(address, test::fastMethod);
   ASSERT_TRUE(Subscribed(client, Event::meterFast));
-  const auto took = StopAndMeasure();
+  const auto took = TimedStop();
   EXPECT_LE(test::GrpcCalls::Naps() * 50ms, took);
   EXPECT_LT(took, 2s) << "the stream did not end by itself";
-}
-
-TEST_F(Stop, LooksEveryFiftyMillisecondsForItsStreams) {
-  ASSERT_EQ(StartWith({{"grpc_memory_kb", 1 << 20}}), 0);
-  const StreamClient stalled(address, test::fastMethod, /*read=*/false);
-  ASSERT_TRUE(Stuck());
-  EXPECT_GE(StopAndMeasure(), 2s);
-  EXPECT_GT(test::GrpcCalls::Naps(), 20U);
-  EXPECT_LE(test::GrpcCalls::Naps(), 41U);
 }
 
 TEST_F(Stop, LeavesAServerWithStreamsNoTimeToEndThem) {
@@ -105,12 +91,13 @@ TEST_F(Stop, LeavesAServerWithStreamsNoTimeToEndThem) {
   EXPECT_GT(wait->left, -1s) << "the deadline is not that moment's";
 }
 
-TEST_F(Stop, SleepsOnAfterASignal) {
+TEST_F(Stop, LooksEveryFiftyMillisecondsForItsStreamsWhateverSignalsCome) {
   ASSERT_EQ(StartWith({{"grpc_memory_kb", 1 << 20}}), 0);
   const StreamClient stalled(address, test::fastMethod, /*read=*/false);
   ASSERT_TRUE(Stuck());
   const test::Signals signals(5ms);
-  EXPECT_GE(StopAndMeasure(), 2s);
+  EXPECT_GE(TimedStop(), 2s);
+  EXPECT_GT(test::GrpcCalls::Naps(), 20U);
   EXPECT_LE(test::GrpcCalls::Naps(), 41U);
   EXPECT_GT(signals.Count(), 100) << "sleeps were hardly disturbed";
 }
@@ -124,15 +111,15 @@ void PrintTo(const Method& method, std::ostream* out) { *out << method.path.subs
 
 class StopWithOneStream : public Stop, public testing::WithParamInterface<Method> {};
 
-TEST_P(StopWithOneStream, ClosesItAndSaysSoOnce) {
+TEST_P(StopWithOneStream, ClosesItAndLogsThatOnce) {
   StartModule();
   StreamClient client(address, GetParam().path);
   ASSERT_TRUE(Subscribed(client, GetParam().event));
-  EXPECT_THAT(StopAndTell(), ElementsAre("2 stopCycle(grpc)", "remove meterSlow", "remove meterFast", "remove changes",
-                                         "1 removing reactor #1 from publisher", "1 calling Finish on reactor #1",
-                                         "1 OnDone invoked: cleaning up reactor #1", "server shuts down",
-                                         "1 destroying gRPC Notifications service", "1 destroying gRPC Meters service",
-                                         "server destroyed"));
+  EXPECT_THAT(StopAndRecord(), ElementsAre("2 stopCycle(grpc)", "remove meterSlow", "remove meterFast",
+                                           "remove changes", "1 removing reactor #1 from publisher",
+                                           "1 calling Finish on reactor #1", "1 OnDone invoked: cleaning up reactor #1",
+                                           "server shuts down", "1 destroying gRPC Notifications service",
+                                           "1 destroying gRPC Meters service", "server destroyed"));
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEachMethod, StopWithOneStream,
@@ -148,7 +135,7 @@ TEST_F(Stop, ClosesMetersInTheOrderOfTheirCallsAndThenNotifications) {
   ASSERT_TRUE(Subscribed(slow, Event::meterSlow));
   StreamClient fast(address, test::fastMethod);
   ASSERT_TRUE(Subscribed(fast, Event::meterFast));
-  const Texts entries = StopAndTell();
+  const Texts entries = StopAndRecord();
   // #1 is the first to be removed: the slow stream, as the oldest of the meters; #3 is the notifications' one.
   const Texts inOrder = {"remove changes",
                          "removing reactor #1",
@@ -170,8 +157,8 @@ TEST_F(Stop, ClosesMetersInTheOrderOfTheirCallsAndThenNotifications) {
 TEST_F(Stop, OfAServerThatNeverRanLeavesTheServerOut) {
   grpc.RaiseIn("BuildAndStart", [] { throw std::runtime_error("no server"); });
   EXPECT_EQ(StartWith({}), -1);
-  EXPECT_THAT(StopAndTell(), ElementsAre("2 stopCycle(grpc)", "1 destroying gRPC Notifications service",
-                                         "1 destroying gRPC Meters service"));
+  EXPECT_THAT(StopAndRecord(), ElementsAre("2 stopCycle(grpc)", "1 destroying gRPC Notifications service",
+                                           "1 destroying gRPC Meters service"));
 }
 
 }  // namespace

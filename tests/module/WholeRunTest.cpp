@@ -1,4 +1,4 @@
-// One start, one client, one stop: everything that can be seen of it, in one order.
+// A start, and a client that comes and goes: everything that can be seen of it, in one order. See StopTest for a stop.
 #include <gmock/gmock.h>
 
 #include "module/Journal.h"
@@ -19,11 +19,6 @@ class WholeRun : public test::RecordedTest {
                                      {"grpc_min_pollers", 2},     {"grpc_max_pollers", 4},
                                      {"grpc_cq_timeout_ms", 250}, {"quota_new_max_threads", 9}};
     EXPECT_EQ(StartWith(settings), 0);
-    return Seen();
-  }
-
-  Texts Stop() {
-    instance.Stop();
     return Seen();
   }
 
@@ -64,17 +59,6 @@ TEST_F(WholeRun, StartTakesItsStepsInOneOrder) {
                                               "add meterFast",
                                               "add meterSlow",
                                               "add changes"}));
-}
-
-TEST_F(WholeRun, StopTakesItsStepsInOneOrder) {
-  Start();
-  StreamClient client(address, test::fastMethod);
-  ASSERT_TRUE(EmitUntil(sim::Event::meterFast, {}, [&] { return !client.Messages().empty(); }));
-  EXPECT_THAT(Stop(), ElementsAre("2 stopCycle(grpc)", "remove meterSlow", "remove meterFast", "remove changes",
-                                  "1 removing reactor #1 from publisher", "1 calling Finish on reactor #1",
-                                  "1 OnDone invoked: cleaning up reactor #1", "server shuts down",
-                                  "1 destroying gRPC Notifications service", "1 destroying gRPC Meters service",
-                                  "server destroyed"));
 }
 
 TEST_F(WholeRun, NothingIsSeenBetweenAStartAndAStopButTheStreams) {

@@ -1,43 +1,15 @@
 #!/usr/bin/python3
 """TLS with client certificates in front of the module, by the real nginx and the documented configuration:
 mutual_tls.py DEVHOST"""
-import subprocess
 import sys
 import time
 
 import grpc
 
-from harness import ROOT, check, counter, free_port, host, open_folder, running, stream, wait_for
+from harness import check, counter, free_port, host, open_folder, stream
+from proxy import make_certificates, nginx
 
 PORT = free_port()
-CONFIGURATION = ROOT / "docs/examples/nginx-mutual-tls.conf"
-
-
-def openssl(*words):
-    subprocess.run(["openssl", *[str(word) for word in words]], check=True, capture_output=True)
-
-
-def make_certificates(folder):
-    """An authority, and certificates by it for the server and one client; a second client made its own."""
-    def key_and_request(name, subject):
-        openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", folder / f"{name}.key", "-out", folder / f"{name}.csr",
-                "-subj", f"/CN={subject}")
-    for name in ("ca", "stranger"):
-        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-keyout", folder / f"{name}.key", "-out",
-                folder / f"{name}.crt", "-subj", f"/CN={name}")
-    (folder / "names").write_text("subjectAltName=DNS:localhost")
-    for name in ("server", "client"):
-        key_and_request(name, "localhost")
-        openssl("x509", "-req", "-in", folder / f"{name}.csr", "-CA", folder / "ca.crt", "-CAkey", folder / "ca.key",
-                "-CAcreateserial", "-days", "1", "-out", folder / f"{name}.crt", "-extfile", folder / "names")
-
-
-def configure(folder):
-    text = CONFIGURATION.read_text()
-    text = text.replace("/etc/corvalux", str(folder)).replace("/run/corvalux", str(folder))
-    text = text.replace("0.0.0.0:50443", f"127.0.0.1:{PORT}")
-    paths = "".join(f"{kind}_temp_path {folder}/{kind};" for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
-    (folder / "nginx.conf").write_text(text.replace("access_log off;", f"access_log off; {paths}"))
 
 
 def channel(folder, name):
@@ -72,12 +44,10 @@ def backlog(new_channel, pause=5):
 
 def test_proxy(devhost, folder):
     make_certificates(folder)
-    configure(folder)
-    nginx = ["/usr/sbin/nginx", "-p", folder, "-c", folder / "nginx.conf", "-e", "stderr", "-g",
-             f"daemon off; pid {folder}/pid;"]
-    with host(devhost, f"unix:{folder}/grpc", "--channels", "64", "--fast-hz", "50"), running(nginx):
+    replacements = [("/etc/corvalux", folder), ("/run/corvalux", folder), ("0.0.0.0:50443", f"127.0.0.1:{PORT}")]
+    with host(devhost, f"unix:{folder}/grpc", "--channels", "64", "--fast-hz", "50"), \
+            nginx(folder, "nginx-mutual-tls.conf", replacements):
         (folder / "grpc").chmod(0o666)
-        wait_for(lambda: (folder / "pid").exists(), "nginx starts")
         messages = stream(channel(folder, "client"))
         check(counter(next(messages)) < counter(next(messages)), "a client with a certificate of the authority streams")
         check(refused(folder, None), "a client without a certificate is refused")

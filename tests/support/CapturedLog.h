@@ -11,7 +11,7 @@
 
 namespace test {
 
-/// Collects the module's log lines while it lives. One at a time in a process. Thread-safe.
+/// Collects the module's log lines for its lifetime. One at a time in a process. Thread-safe.
 class CapturedLog {
  public:
   CapturedLog();

@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// Waits until `condition` holds, looking again and again; false when it does not in time.
+/// Polls until `condition` holds; false when it does not in time.
 inline bool eventually(const std::function<bool()>& condition, std::chrono::nanoseconds limit = patience) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
   while (!condition()) {

@@ -16,7 +16,7 @@
 
 namespace test {
 
-/// A device on the network, as a client sees it. Sends what it is given to each client of a stream, in order.
+/// A device on the network, as a client sees it. Sends every message to each client of its stream, in order.
 /// Threads: its functions may be called on any thread.
 class FakeDevice {
  public:
@@ -27,17 +27,17 @@ class FakeDevice {
   FakeDevice(const FakeDevice&) = delete;
   FakeDevice& operator=(const FakeDevice&) = delete;
 
-  /// To clients that subscribe later too, which get all from the first on.
+  /// Also to clients that subscribe later: they get all messages from the first on.
   void Send(Stream stream, const std::vector<::corvalux::grpc::KeyValue>& entries);
   /// A float under a key.
   void SendLevel(Stream stream, const std::string& key, float level);
   /// A message of any bytes.
   void SendBytes(Stream stream, std::string bytes);
-  /// From here on it knows nothing of this stream.
+  /// From now on calls of this stream are UNIMPLEMENTED.
   void Refuse(Stream stream);
-  /// Ends all open streams, and those that come later at once.
+  /// Ends all open streams, and later ones at once.
   void End(const ::grpc::Status& status);
-  /// From here on new streams stay open again.
+  /// From now on new streams stay open again.
   void Reopen();
 
  private:

@@ -5,10 +5,11 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <stdexcept>
 
 namespace test {
 
-/// A port of the loopback address that nobody listens on; 0 when there is none.
+/// A port of the loopback address that nobody listens on. Throws std::runtime_error when there is none.
 inline uint16_t freePort() {
   const int file = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
@@ -18,7 +19,8 @@ inline uint16_t freePort() {
   auto* generic = reinterpret_cast<sockaddr*>(&address);
   const bool found = bind(file, generic, size) == 0 && getsockname(file, generic, &size) == 0;
   close(file);
-  return found ? ntohs(address.sin_port) : 0;
+  if (!found) throw std::runtime_error("no port is free");
+  return ntohs(address.sin_port);
 }
 
 }  // namespace test

@@ -14,23 +14,23 @@ thread_local void (*observer)(const void* block) = nullptr;
 
 test::HeapUse test::heapUse() { return use; }
 
-void test::setOnGiven(void (*onGiven)(const void* block)) { observer = onGiven; }
+void test::setOnFree(void (*onFree)(const void* block)) { observer = onFree; }
 
 void* operator new(std::size_t size) {
-  ++use.taken;
+  ++use.allocated;
   if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
   throw std::bad_alloc();
 }
 
 // A sanitizer's own version would not come here.
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  ++use.taken;
+  ++use.allocated;
   return std::malloc(size == 0 ? 1 : size);
 }
 
 void operator delete(void* memory) noexcept {
   if (!memory) return;
-  ++use.given;
+  ++use.freed;
   if (auto* const call = std::exchange(observer, nullptr)) {
     call(memory);
     observer = call;

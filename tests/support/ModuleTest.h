@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -12,6 +13,7 @@
 #include "support/CapturedLog.h"
 #include "support/Eventually.h"
 #include "support/TempDir.h"
+#include "support/TimeOf.h"
 
 namespace test {
 
@@ -27,11 +29,16 @@ class ModuleTest : public testing::Test {
   /// Starts the module on `address`.
   void StartModule() { ASSERT_EQ(instance.Start({{"serverUrl", address}}), 0); }
 
-  /// Waits until the log says that `count` streams were ended, cancelled or closed in all.
+  /// Stops the module; returns how long that took.
+  std::chrono::nanoseconds TimedStop() {
+    return timeOf([this] { instance.Stop(); });
+  }
+
+  /// Waits until `count` streams in all have ended, according to the log.
   bool StreamsEnded(std::size_t count) { return log.WaitFor("OnDone invoked", count); }
 
-  /// Emits lists until `done`; false when it never is. A client's subscription takes a moment: before it is there,
-  /// events pass unheard.
+  /// Emits lists until `done`; false when it never is. A client gets nothing before its subscription has arrived, which
+  /// takes a moment.
   bool EmitUntil(sim::Event event, const sim::KeyValues& values, const std::function<bool()>& done) {
     return eventually([&] {
       engine.Emit(event, values);

@@ -12,7 +12,7 @@
 
 namespace test {
 
-/// A program that runs as a child, with its output collected. Killed at the end if it still runs.
+/// A child process whose output is collected. The destructor kills it if it still runs.
 /// Spawned, never forked: the gRPC library does not survive a fork.
 /// Threads: use on one thread.
 class Process {
@@ -36,7 +36,7 @@ class Process {
   /// The next line of the output; nothing when none comes within `limit`, or when the output has ended.
   std::optional<std::string> ReadLine(std::chrono::milliseconds limit);
 
-  /// Waits for the end and gives the exit code; nothing when the program does not end in time or is killed by a signal.
+  /// Waits for the exit code; nothing when the program does not end in time or is killed by a signal.
   std::optional<int> Wait();
 
   bool HasPrinted(const std::string& text) const { return Output().find(text) != std::string::npos; }

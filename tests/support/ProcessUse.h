@@ -10,7 +10,7 @@ struct ProcessUse {
   std::size_t descriptors;
   std::size_t threads;
   std::size_t heapKb;      ///< allocated and not freed; what the allocator merely keeps does not count
-  std::size_t residentKb;  ///< of all memory; an emulator's own, for translated code, cannot be told from the program's
+  std::size_t residentKb;  ///< of all memory; an emulator's, for translated code, included
 
   static ProcessUse Now();
 };

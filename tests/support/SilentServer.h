@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// A Unix socket that takes connections, and never says a word.
+/// A Unix socket that accepts connections, and never sends anything.
 class SilentServer {
  public:
   explicit SilentServer(const std::filesystem::path& path) : file(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

@@ -26,11 +26,12 @@ inline const std::string changesMethod = "/corvalux.grpc.Notifications/GetNotifi
 /// A channel that shares its connection with no other one.
 std::shared_ptr<::grpc::Channel> connect(const std::string& address);
 
-/// A real client of one stream: subscribes when made, collects messages on a thread of its own, cancels at the end.
+/// A real client of one stream: subscribes in its constructor, collects messages on a thread of its own, cancels in its
+/// destructor.
 /// Threads: its functions may be called on any thread.
 class StreamClient {
  public:
-  /// `read` false: subscribes but never reads, so that the server cannot get rid of its messages.
+  /// `read` false: subscribes but never reads, so that writes to it get stuck.
   StreamClient(std::shared_ptr<::grpc::Channel> channel, const std::string& method, bool read = true);
   StreamClient(const std::string& address, const std::string& method, bool read = true)
       : StreamClient(connect(address), method, read) {}
@@ -71,8 +72,8 @@ class StreamClient {
 /// The bytes of a buffer.
 std::string bytesOf(const ::grpc::ByteBuffer& buffer);
 
-/// The first value in the bytes of a message: the counter, in the lists that tests emit. Meters and notifications look
-/// the same. Fails the test when they do not parse.
+/// The first value of a serialised message, which is a counter in the lists that tests emit. A meter and a notification
+/// have the same form. Fails the test when the bytes do not parse.
 uint32_t counterOf(const std::string& bytes);
 
 }  // namespace test

@@ -5,7 +5,7 @@
 
 namespace test {
 
-/// A folder of its own, removed at the end.
+/// A new folder, removed by the destructor.
 class TempDir {
  public:
   TempDir();
@@ -15,7 +15,7 @@ class TempDir {
 
   const std::filesystem::path& Path() const { return path; }
 
-  /// A listening address that nobody else has.
+  /// A listening address in this folder.
   std::string UnixAddress(const std::string& name = "socket") const { return "unix:" + (path / name).string(); }
 
  private:

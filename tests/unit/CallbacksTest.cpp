@@ -1,4 +1,4 @@
-// The three engine callbacks, called by an engine, heard by clients.
+// The three engine callbacks, from the engine's list to the clients' messages.
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,8 +10,9 @@
 #include "sim/Engine.h"
 #include "sim/HostList.h"
 #include "sim/Misuse.h"
+#include "support/Call.h"
 #include "support/HeapUse.h"
-#include "unit/Call.h"
+#include "support/TestOwner.h"
 #include "unit/Hex.h"
 #include "unit/LoggedTest.h"
 
@@ -58,17 +59,17 @@ class Callbacks : public test::LoggedTest {
     return keys;
   }
 
-  /// What an update of the fast meters takes from the heap and gives back.
+  /// What an update of the fast meters allocates and frees.
   test::HeapUse HeapUseOf(const sim::KeyValues& values) {
     const sim::HostList list(values);
     const sim::EngineCall call;
     const test::HeapUse before = test::heapUse();
     corvalux::grpc::meterFastCallback(list.Handle(), &state);
     const test::HeapUse after = test::heapUse();
-    return {after.taken - before.taken, after.given - before.given};
+    return {after.allocated - before.allocated, after.freed - before.freed};
   }
 
-  /// Emits a list, whose message the client writes at once.
+  /// Emits a list, and completes the write of its message.
   template <typename T>
   void EmitTo(Call<T>& client, Event event, const sim::KeyValues& values) {
     engine.Emit(event, values);
@@ -116,7 +117,7 @@ TEST_F(Callbacks, EachCadenceReachesItsOwnSubscribers) {
   EXPECT_EQ(state.slowMeter.entries(0).key(), "slow");
 }
 
-TEST_F(Callbacks, MetersAreNotWalkedAnyMoreWhenTheLastSubscriberHasLeft) {
+TEST_F(Callbacks, MetersAreNotWalkedAfterTheLastSubscriberHasLeft) {
   Call fast(SubscribeFast());
   EmitTo(fast, Event::meterFast, {{"a", 1U}});
   fast.stream.Cancel();
@@ -150,11 +151,11 @@ TEST_F(Callbacks, SurplusEntriesAreFreedNotKeptForReuse) {
   const Call fast(SubscribeFast());
   HeapUseOf(sim::KeyValues(1 + surplus, {"a", 1U}));
   const test::HeapUse use = HeapUseOf({{"a", 1U}});
-  EXPECT_GE(use.given, 2 * surplus) << "an entry, and its value";
-  EXPECT_LT(use.taken, surplus);
+  EXPECT_GE(use.freed, 2 * surplus) << "an entry, and its value";
+  EXPECT_LT(use.allocated, surplus);
 }
 
-TEST_F(Callbacks, ResultOfAWalkMeansNothing) {
+TEST_F(Callbacks, ResultOfAWalkIsIgnored) {
   engine.SetWalkResult(1);
   Call fast(SubscribeFast());
   Call slow(SubscribeSlow());
@@ -178,8 +179,8 @@ TEST_F(Callbacks, MeterMessageIsKeptForTheNextUpdate) {
   constexpr std::size_t arrays = 100;
   const Call fast(SubscribeFast());
   const auto update = [](float level) { return sim::KeyValues(arrays, {"a", std::vector<float>(8, level)}); };
-  EXPECT_GT(HeapUseOf(update(0.5F)).taken, 2 * arrays) << "an array's message, and its numbers";
-  EXPECT_LT(HeapUseOf(update(1.5F)).taken, arrays / 10) << "what is left is for the serialised message";
+  EXPECT_GT(HeapUseOf(update(0.5F)).allocated, 2 * arrays) << "an array's message, and its numbers";
+  EXPECT_LT(HeapUseOf(update(1.5F)).allocated, arrays / 10) << "for the serialised message only";
 }
 
 TEST_F(Callbacks, UnknownMeterKindKeepsTheValueBefore) {

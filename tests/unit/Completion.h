@@ -9,11 +9,11 @@
 #include <thread>
 
 #include "support/Deadline.h"
-#include "support/ModuleTest.h"
+#include "support/Eventually.h"
 
 namespace test {
 
-/// A thread of the library that handles a completed write, or whatever else may wait for a hand-out.
+/// A thread of the library on which a completed write is handled, or anything else that may wait for a hand-out.
 class Completion {
  public:
   explicit Completion(std::function<void()> handle) {
@@ -25,7 +25,7 @@ class Completion {
     });
   }
 
-  /// Whether it comes to where it sleeps.
+  /// Whether it sleeps before it is done.
   bool Waits() {
     const std::string file = "/proc/self/task/" + std::to_string(id.get()) + "/stat";
     const auto asleep = [&file] {

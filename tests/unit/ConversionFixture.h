@@ -22,7 +22,7 @@ int32_t fill(const sim::HostList& list, T& target) {
   return cursor.index;
 }
 
-/// A meter message that is filled again and again, by lists that are dead after each filling.
+/// A meter message that is refilled; each list is destroyed after it was read.
 class ConversionFixture : public testing::Test {
  protected:
   void TearDown() override { EXPECT_EQ(sim::takeMisuse(), std::vector<std::string>{}); }

@@ -1,4 +1,4 @@
-// One message, many host lists: what is kept, what is replaced, and what that costs.
+// One message, refilled from many host lists: what is kept, what is replaced, and what that costs.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -19,12 +19,12 @@ const std::string longText = "a text that does not fit into a short string";
 
 class ConversionReuse : public test::ConversionFixture {
  protected:
-  /// How often a further filling with this list allocates.
+  /// How often refilling the message with this list allocates.
   std::size_t AllocationsOf(const sim::KeyValues& values) {
     const sim::HostList list(values);
-    const std::size_t before = test::heapUse().taken;
+    const std::size_t before = test::heapUse().allocated;
     test::fill(list, meter);
-    return test::heapUse().taken - before;
+    return test::heapUse().allocated - before;
   }
 
   /// A list with all kinds. `step` changes the values, but not the shape.
@@ -150,9 +150,9 @@ TEST_F(ConversionReuse, WalkOfAShorterListLeavesTheRestForTheCallerToTrim) {
 TEST_F(ConversionReuse, PublishWithoutSubscribersAllocatesNothing) {
   Fill(AllKinds(1));
   corvalux::grpc::PublisherGeneric<Meter> publisher;
-  const std::size_t before = test::heapUse().taken;
+  const std::size_t before = test::heapUse().allocated;
   publisher.Publish(meter);
-  EXPECT_EQ(test::heapUse().taken, before);
+  EXPECT_EQ(test::heapUse().allocated, before);
 }
 
 }  // namespace

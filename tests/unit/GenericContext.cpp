@@ -8,7 +8,7 @@ using Context = ::grpc::GenericCallbackServerContext;
 
 std::string& methodOf(Context& context);
 
-// Only the library's server can name a call's method. An explicit instantiation may name private members, too.
+// Only the library's server sets a call's method. An explicit instantiation may name private members.
 template <std::string Context::*member>
 struct Access {
   friend std::string& methodOf(Context& context) { return context.*member; }

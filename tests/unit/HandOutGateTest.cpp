@@ -49,7 +49,7 @@ TEST_F(Gate, WaitEndsThoughTheNextHandOutBeginsAtOnce) {
   EXPECT_TRUE(completion.Passes());
 }
 
-TEST_F(Gate, NoMoreThreadsWaitThanThePoolOfTheLibraryCanSpare) {
+TEST_F(Gate, NoMoreThreadsWaitThanTheLibrarysPoolCanSpare) {
   std::optional<HandOutGate::HandOut> handOut(gate);
   std::deque<Completion> waiting;
   for (uint32_t i = 0; i < HandOutGate::MostWaiting(); ++i) {

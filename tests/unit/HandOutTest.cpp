@@ -1,4 +1,4 @@
-// What a publisher's hand-out and the completions of its writes have to do with each other.
+// Completions of writes wait for the publisher's hand-out.
 #include <optional>
 #include <thread>
 
@@ -13,8 +13,8 @@ using test::Probe;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Two clients; what happens when the second one is written to happens within a hand-out, when the first one has its
-/// message already.
+/// Two clients. An action within the second one's write runs in the middle of a hand-out: the first one has its message
+/// already.
 class HandOut : public test::PublisherFixture<Probe> {
  protected:
   void PublishAndMeanwhile(const std::function<void()>& action) {

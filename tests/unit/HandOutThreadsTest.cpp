@@ -1,4 +1,4 @@
-// Hand-outs of three publishers at once, with two threads of the library for all of them. Run under the thread
+// Hand-outs of three publishers at once, whose writes two threads of the library complete. Run under the thread
 // sanitizer, too.
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/ModuleTest.h"
+#include "support/Eventually.h"
 #include "unit/PublisherFixture.h"
 
 namespace {
@@ -37,7 +37,7 @@ class HandOutThreads : public test::PublisherFixture<Probe> {
     });
   }
 
-  /// Completes whatever write it finds, of whichever publisher; it has every second client.
+  /// Completes the writes of every second client, whichever publisher they are from.
   std::jthread LibraryThread(std::size_t first) {
     return std::jthread([this, first](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
@@ -48,7 +48,7 @@ class HandOutThreads : public test::PublisherFixture<Probe> {
     });
   }
 
-  /// Subscribes to one after the other, and goes away while its first message is being written.
+  /// Subscribes to one publisher after the other, and each time cancels while the first message is being written.
   void Visit(int visits) {
     for (int i = 0; i < visits; ++i) {
       Call client(owner->CreateStream(&publishers.at(static_cast<std::size_t>(i) % publishers.size())));

@@ -49,7 +49,7 @@ TEST_F(Owner, WithoutSharedOwnershipCreatesNoStream) {
   test::TestOwner<Probe> unshared;
   EXPECT_THROW(unshared.CreateStream(&publisher), std::bad_weak_ptr);
   EXPECT_FALSE(publisher.HasSubscribers());
-  EXPECT_TRUE(unshared.Empty());  // its mutex is free again
+  EXPECT_TRUE(unshared.Empty());  // its mutex is released
 }
 
 TEST_F(Owner, DoneOfAnAbsentStreamChangesNothing) {
@@ -84,7 +84,7 @@ TEST_F(Owner, FinishedStreamStaysListedUntilItIsDone) {
   EXPECT_TRUE(owner->Empty());
 }
 
-TEST_F(Owner, FinishingNothingSaysNothing) {
+TEST_F(Owner, FinishingNothingLogsNothing) {
   owner->FinishAll();
   EXPECT_THAT(log.Texts(), IsEmpty());
 }

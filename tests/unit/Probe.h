@@ -14,7 +14,7 @@
 
 namespace test {
 
-/// A message that knows how often it was serialised, and how many of its serialised bodies still exist.
+/// A message that counts how often it was serialised, and how many of its serialised bodies still exist.
 struct Probe {
   struct Counts {
     std::atomic<int> serialised = 0;

@@ -2,7 +2,8 @@
 
 #include <memory>
 
-#include "unit/Call.h"
+#include "support/Call.h"
+#include "support/TestOwner.h"
 #include "unit/LoggedTest.h"
 #include "unit/Probe.h"
 
@@ -14,7 +15,7 @@ class PublisherFixture : public LoggedTest {
  protected:
   using Stream = corvalux::grpc::WriterReactorGeneric<T>;
 
-  /// A stream that is subscribed; it wants to become a Call.
+  /// A subscribed stream; make it a Call, which ends it.
   Stream* Subscribe() { return owner->CreateStream(&publisher); }
   /// A stream that the publisher does not know.
   Stream* Stranger() { return new Stream(&publisher, owner); }

@@ -1,4 +1,4 @@
-// Real messages through the publisher: their bytes, for every way in which they are serialised.
+// Real messages through the publisher: the library serialises small, larger and very large ones differently.
 #include <grpcpp/support/slice.h>
 
 #include <algorithm>

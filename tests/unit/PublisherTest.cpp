@@ -152,7 +152,7 @@ TEST_F(Publisher, SerialisesWithoutItsMutex) {
   EXPECT_FALSE(locked);
 }
 
-TEST_F(Publisher, TellsOfItsSubscribersWithoutItsMutex) {
+TEST_F(Publisher, AnswersWhetherItHasSubscribersWithoutItsMutex) {
   Call client(Subscribe());
   bool locked = true;
   std::future<bool> question;
@@ -183,7 +183,7 @@ TEST_F(Publisher, ClientThatLeavesDuringSerialisationGetsNothing) {
   EXPECT_THAT(log.Texts(), IsEmpty());
 }
 
-TEST_F(Publisher, WriteThatThrowsLeavesTheMutexFree) {
+TEST_F(Publisher, WriteThatThrowsReleasesTheMutex) {
   Call client(Subscribe());
   client.stream.SetOnWrite([] { throw 42; });
   EXPECT_THROW(publisher.Publish(probe), int);

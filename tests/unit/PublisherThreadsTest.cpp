@@ -21,7 +21,7 @@ class PublisherThreads : public test::PublisherFixture<Probe> {
     });
   }
 
-  /// Subscribes, waits for a message, and goes away while that message is being written.
+  /// Subscribes, waits for a message, and cancels while that message is being written.
   void VisitOnce() {
     Call client(Subscribe());
     EXPECT_TRUE(client.stream.WaitForWrite());
@@ -69,7 +69,7 @@ TEST_F(PublisherThreads, OnlyOneOfManyRemovesAnswersTrue) {
 }
 
 TEST_F(PublisherThreads, StopEndsEveryStreamThatIsOpenedWhileItBegins) {
-  constexpr std::size_t most = 30;  // should the stop be kept waiting
+  constexpr std::size_t most = 30;  // ends the loop if the stop does not
   for (int round = 0; round < 300; ++round) {
     const auto service = std::make_shared<test::TestOwner<Probe>>();
     std::vector<Stream*> opened;

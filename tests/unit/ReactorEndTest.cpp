@@ -1,4 +1,5 @@
-// How a stream ends: by the client, by a failed write, by the module, by misuse. Exactly once, and in these words.
+// How a stream ends: by the client, by a failed write, by the module, by misuse. Exactly once, and with these log
+// lines.
 #include <memory>
 #include <string>
 
@@ -140,7 +141,7 @@ TEST_P(ReadOnReactor, FinishesEvenWhenAlreadyRemoved) {
   ExpectLines({cancel, removing, finishing, readMisuse});
 }
 
-TEST_P(ReadOnReactor, EndsWritingAndIsNotFinishedByCancelAgain) {
+TEST_P(ReadOnReactor, EndsWritingAndIsNotFinishedAgainByCancel) {
   Write("in flight");
   Write("pending");
   stream.CompleteRead(GetParam());
@@ -152,19 +153,19 @@ TEST_P(ReadOnReactor, EndsWritingAndIsNotFinishedByCancelAgain) {
   ExpectLines({readMisuse, cancel, removing, tooLate});
 }
 
-TEST_F(ReactorEnd, DoneTellsTheOwnerBeforeTheReactorIsFreed) {
+TEST_F(ReactorEnd, DoneReachesTheOwnerBeforeTheReactorIsFreed) {
   Write("in flight");
   const auto pending = Write("pending");
-  const void* told = nullptr;
+  const void* reported = nullptr;
   bool alive = false;
   owner->onReactorDone = [&](const Reactor* gone) {
-    told = gone;
+    reported = gone;
     alive = !pending.expired();
     ExpectLines({done});
   };
   const void* const expected = reactor;
   stream.Done();
-  EXPECT_EQ(told, expected);
+  EXPECT_EQ(reported, expected);
   EXPECT_TRUE(alive);
   EXPECT_TRUE(pending.expired());
   EXPECT_TRUE(owner->Empty());

@@ -1,4 +1,4 @@
-// However a stream ends, it takes no message any more by the time it leaves its publisher and finishes its call.
+// However a stream ends, it drops messages before it leaves its publisher, and before it finishes its call.
 #include <future>
 #include <mutex>
 #include <ostream>
@@ -13,7 +13,7 @@ using testing::ElementsAre;
 
 using Publisher = corvalux::grpc::PublisherGeneric<corvalux::grpc::Meter>;
 
-// An explicit instantiation may name private members, too.
+// An explicit instantiation may name private members.
 std::mutex& mutexOf(Publisher& publisher);
 
 template <auto mutex>

@@ -7,7 +7,8 @@
 #include <string>
 
 #include "corvalux/grpc/streams.pb.h"
-#include "unit/Call.h"
+#include "support/Call.h"
+#include "support/TestOwner.h"
 #include "unit/LoggedTest.h"
 
 namespace test {
@@ -19,7 +20,7 @@ inline Buffer bufferOf(const std::string& bytes) {
   return std::make_shared<::grpc::ByteBuffer>(&slice, 1);
 }
 
-/// One subscribed stream, with the library's side of its call in the test's hands.
+/// One subscribed stream, and the library's side of its call.
 class ReactorFixture : public LoggedTest {
  protected:
   using Meter = corvalux::grpc::Meter;
@@ -32,7 +33,7 @@ class ReactorFixture : public LoggedTest {
     address = text;
   }
 
-  /// Hands a message to the reactor, as a publisher does. The answer expires when the message is freed.
+  /// Hands a message to the reactor, as a publisher does. The result expires when the message is freed.
   std::weak_ptr<::grpc::ByteBuffer> Write(const std::string& bytes) {
     Buffer buffer = bufferOf(bytes);
     std::weak_ptr<::grpc::ByteBuffer> watch = buffer;
@@ -42,7 +43,7 @@ class ReactorFixture : public LoggedTest {
 
   bool Subscribed() const { return publisher.HasSubscribers(); }
 
-  /// Lines as the log has them, with the reactor's address for "%p".
+  /// The lines with the reactor's address in place of "%p".
   Lines WithAddress(Lines lines) const {
     for (std::string& line : lines) {
       if (const auto at = line.find("%p"); at != std::string::npos) line.replace(at, 2, address);
@@ -57,7 +58,7 @@ class ReactorFixture : public LoggedTest {
   std::string address;
 
  private:
-  /// A stream that keeps all messages. No service creates such a one.
+  /// A stream that keeps all messages; no service creates one.
   Reactor* Backlogged() {
     auto* backlogged = new Reactor(&publisher, owner, false);
     publisher.Add(backlogged);

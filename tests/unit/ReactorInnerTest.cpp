@@ -1,4 +1,5 @@
-// What the outside hardly sees of a stream: the queue that a failed write leaves, and that its end takes its mutex.
+// What is hard to see of a stream from outside: the queue after a failed write, and the mutex that its destructor
+// takes.
 #include <pthread.h>
 
 #include <deque>
@@ -14,7 +15,7 @@ using testing::IsEmpty;
 
 using MeterReactor = corvalux::grpc::WriterReactorGeneric<corvalux::grpc::Meter>;
 
-// An explicit instantiation may name private members, too.
+// An explicit instantiation may name private members.
 std::deque<test::Buffer>& queueOf(MeterReactor& reactor);
 std::mutex& mutexOf(MeterReactor& reactor);
 
@@ -58,7 +59,7 @@ TEST_F(ReactorInnerWithBacklog, WriteBehindWaitingMessagesStartsTheOldest) {
 
 // ---- Destruction ----
 
-/// Makes a mutex refuse the thread that holds it already, instead of letting it wait for itself.
+/// Makes a second lock by the thread that holds the mutex an error, instead of a deadlock.
 void refuseTheHolder(std::mutex& mutex) {
   pthread_mutexattr_t attributes;
   pthread_mutexattr_init(&attributes);

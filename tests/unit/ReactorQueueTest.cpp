@@ -1,4 +1,4 @@
-// A stream that keeps every message, up to a limit. No service creates one, but the rule is the reactor's.
+// A stream that keeps every message, up to a limit. No service creates one, but the reactor has the rule.
 #include <string>
 #include <vector>
 
@@ -16,7 +16,7 @@ class ReactorWithBacklog : public test::ReactorFixture {
  protected:
   ReactorWithBacklog() : ReactorFixture(false) {}
 
-  /// Starts a write and queues as many messages as are accepted behind it; they are numbered from 0.
+  /// Starts a write, and fills the queue behind it; the messages are numbered from 0.
   void FillQueue() {
     for (int i = 0; i <= limit; ++i) Write(std::to_string(i));
   }

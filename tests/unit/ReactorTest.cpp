@@ -1,4 +1,4 @@
-// A stream that writes: one message at a time, the newest first choice.
+// How a stream writes: one message at a time, and next the newest.
 #include <stdexcept>
 #include <string>
 
@@ -23,7 +23,7 @@ TEST_F(Reactor, WritesTheBufferItWasGiven) {
   EXPECT_EQ(stream.Writes().at(0).buffer, buffer.get());
 }
 
-TEST_F(Reactor, WritesWithoutCompressionAndThrough) {
+TEST_F(Reactor, WritesUncompressedAndUnbuffered) {
   Write("one");
   Write("two");
   stream.CompleteWrite();
@@ -86,7 +86,7 @@ TEST_F(Reactor, MessageWhoseWriteThrewStaysInFlight) {
   EXPECT_THAT(stream.Sent(), ElementsAre("two"));
 }
 
-TEST_F(Reactor, ExceptionOfAnotherKindLeavesWriteWithItsMutexReleased) {
+TEST_F(Reactor, ExceptionOfAnotherTypeLeavesWriteWithItsMutexReleased) {
   stream.SetOnWrite([] { throw 42; });
   EXPECT_THROW(Write("one"), int);
   EXPECT_THAT(log.Texts(), IsEmpty());
@@ -104,7 +104,7 @@ TEST_F(Reactor, LogLinesNameTheirSource) {
 
 TEST_F(Reactor, IsNotRunInline) { EXPECT_FALSE(reactor->InternalInlineable()); }
 
-TEST_F(Reactor, IgnoresThatMetadataWereSent) {
+TEST_F(Reactor, IgnoresThatMetadataWasSent) {
   reactor->OnSendInitialMetadataDone(false);
   EXPECT_TRUE(Subscribed());
   EXPECT_THAT(stream.Finishes(), IsEmpty());

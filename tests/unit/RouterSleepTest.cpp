@@ -1,5 +1,5 @@
-// How long the router waits for streams, to the millisecond, and what else may happen meanwhile: on a clock that only
-// the test moves.
+// How long the router waits for streams, to the millisecond, and what others may do meanwhile: on a clock that only the
+// test moves.
 #include <errno.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -21,23 +21,23 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 
-/// Runs at the beginning of each sleep of this thread.
-thread_local std::function<void()> onSleep;
+/// Runs at the beginning of each sleep of this thread, with the time that it asks for.
+thread_local std::function<void(nanoseconds)> onSleep;
 
-/// What the monotonic clock shows to this thread: not the true time, and sleeps take none.
+/// What the monotonic clock shows to this thread, if set; sleeps then take no time.
 thread_local std::optional<nanoseconds> fakeTime;
 
 }  // namespace
 
-/// Comes before the system's own one.
+/// Replaces the system's own.
 extern "C" int nanosleep(const timespec* time, timespec* rest) {
-  if (onSleep) onSleep();
+  if (onSleep) onSleep(std::chrono::seconds(time->tv_sec) + nanoseconds(time->tv_nsec));
   if (fakeTime) return 0;
   errno = clock_nanosleep(CLOCK_MONOTONIC, 0, time, rest);
   return errno == 0 ? 0 : -1;
 }
 
-/// Comes before the system's own one, too.
+/// Replaces the system's own.
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
   if (clock != CLOCK_MONOTONIC || !fakeTime) return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
   const auto seconds = std::chrono::floor<std::chrono::seconds>(*fakeTime);
@@ -58,12 +58,14 @@ class RouterSleep : public test::ServicesFixture {
     test::ServicesFixture::TearDown();
   }
 
-  /// Closes the streams; each sleep takes `each`. Answers how many there were. A wait without end ends the streams.
+  /// Closes the streams, while each sleep takes `each`. Returns how many sleeps there were. If the wait does not end by
+  /// itself, the streams do.
   int SleepsOf(nanoseconds each, const std::vector<test::ScriptedStream*>& stuck) {
     constexpr int tooMany = 1000;
     int sleeps = 0;
     fakeTime = 100h;
-    onSleep = [&, each] {
+    onSleep = [&, each](nanoseconds time) {
+      EXPECT_EQ(time, 50ms);
       *fakeTime += each;
       if (++sleeps == tooMany) std::for_each(stuck.begin(), stuck.end(), [](auto* stream) { stream->Done(); });
     };
@@ -79,7 +81,7 @@ TEST_F(RouterSleep, HoldsNoMutexThatNewCallsNeed) {
   constexpr int sleeps = 10;
   std::vector<std::future<bool>> refusals;
   int refused = 0;
-  onSleep = [&] {
+  onSleep = [&](nanoseconds) {
     auto& refusal = refusals.emplace_back(std::async(std::launch::async, [this] { return !Open(router, fastMethod); }));
     if (refusal.wait_for(test::patience) == std::future_status::ready && refusal.get()) ++refused;
     if (refused == sleeps) stream.Done();
@@ -91,6 +93,11 @@ TEST_F(RouterSleep, HoldsNoMutexThatNewCallsNeed) {
 
 TEST_F(RouterSleep, GivesUpAtTheFirstLookAfterMoreThan1999Milliseconds) {
   EXPECT_EQ(SleepsOf(50ms, {&stream}), 40);  // 39 of them are 1950 ms
+}
+
+TEST_F(RouterSleep, IsNotLogged) {
+  SleepsOf(50ms, {&stream});
+  EXPECT_EQ(log.Texts().size(), 2U) << "that the stream was removed, and that it was finished";
 }
 
 TEST_F(RouterSleep, CountsWholeMilliseconds) {

@@ -5,10 +5,10 @@
 
 #include "module/grpc/GrpcMetersServiceGeneric.h"
 #include "module/grpc/GrpcNotificationsServiceGeneric.h"
+#include "support/ScriptedStream.h"
 #include "support/StreamClient.h"
 #include "unit/GenericContext.h"
 #include "unit/LoggedTest.h"
-#include "unit/ScriptedStream.h"
 
 namespace test {
 
@@ -18,12 +18,12 @@ class ServicesFixture : public LoggedTest {
   using Meter = corvalux::grpc::Meter;
   using Notification = corvalux::grpc::Notification;
 
-  /// Calls a method of a generic service; answers with its reactor.
+  /// Calls a method of a generic service; returns its reactor.
   static ::grpc::ServerGenericBidiReactor* Open(::grpc::CallbackGenericService& service, const std::string& method) {
     return service.CreateReactor(contextOf(method).get());
   }
 
-  /// Calls a method; fails unless the call is answered with UNIMPLEMENTED.
+  /// Calls a method; fails the test unless the call ends with UNIMPLEMENTED.
   static void ExpectUnimplemented(::grpc::CallbackGenericService& service, const std::string& method) {
     ScriptedStream stream(Open(service, method));
     ASSERT_EQ(stream.Finishes().size(), 1U) << method;

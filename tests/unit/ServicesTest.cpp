@@ -82,7 +82,7 @@ TEST_F(MetersService, WithoutSharedOwnershipACallThrows) {
   EXPECT_TRUE(unshared.Empty());
 }
 
-TEST_F(MetersService, SaysWhenItIsDestroyed) {
+TEST_F(MetersService, LogsItsDestruction) {
   meters.reset();
   EXPECT_THAT(log.Texts(), ElementsAre("1 destroying gRPC Meters service"));
   EXPECT_EQ(log.Lines().at(0).file, "src/module/grpc/GrpcMetersServiceGeneric.cpp");

@@ -15,7 +15,7 @@ std::string milliseconds(std::chrono::nanoseconds duration) {
   return text;
 }
 
-/// The duration that this share of them does not exceed.
+/// The duration that this share of the durations does not exceed.
 std::chrono::nanoseconds percentile(std::vector<std::chrono::nanoseconds>& durations, double share) {
   const auto rank = static_cast<std::ptrdiff_t>(std::lround(share * static_cast<double>(durations.size() - 1)));
   std::nth_element(durations.begin(), durations.begin() + rank, durations.end());

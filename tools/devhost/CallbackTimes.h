@@ -11,10 +11,10 @@
 
 namespace corvalux::devhost {
 
-/// Counts the lists that the module took, and how long it held the engine's threads. Thread-safe.
+/// Counts the lists delivered to the module, and measures how long it held the engine's threads. Thread-safe.
 class CallbackTimes {
  public:
-  /// `intervals`: whether TakeInterval is called now and then; what it needs is kept until it is.
+  /// `intervals`: whether TakeInterval is called regularly; the durations that it needs are kept until then.
   explicit CallbackTimes(bool intervals) : intervals(intervals) {}
 
   void Add(sim::Event event, std::chrono::nanoseconds duration);
@@ -22,7 +22,7 @@ class CallbackTimes {
   /// "308 fast, 25 slow and 12 change lists; longest callback 0.42 ms"
   std::string Summary() const;
 
-  /// "25 fast, 2 slow and 2 change lists; callbacks p50 0.004 ms, p99 0.013 ms, max 0.013 ms": what was added since the
+  /// "25 fast, 2 slow and 2 change lists; callbacks p50 0.004 ms, p99 0.013 ms, max 0.013 ms": for the time since the
   /// last call.
   std::string TakeInterval();
 

@@ -23,10 +23,10 @@ constexpr std::array<Key, 7> keys = {{
     {"serverUrl", true, "addresses to listen on, separated by single spaces (default 0.0.0.0:50005)"},
     {"grpc_num_cqs", false, "completion queues"},
     {"grpc_memory_kb", false, "memory for all connections, KiB (default 1024, at least 128)"},
-    {"grpc_min_pollers", false, "least number of polling threads"},
-    {"grpc_max_pollers", false, "greatest number of polling threads"},
-    {"grpc_cq_timeout_ms", false, "time-out of a completion queue, ms"},
-    {"quota_new_max_threads", false, "limit of threads, at least 2 and above grpc_max_pollers"},
+    {"grpc_min_pollers", false, "minimum number of polling threads"},
+    {"grpc_max_pollers", false, "maximum number of polling threads"},
+    {"grpc_cq_timeout_ms", false, "timeout of a completion queue, ms"},
+    {"quota_new_max_threads", false, "limit on threads, at least 2 and above grpc_max_pollers"},
 }};
 
 const Key& find(const std::string& name) {

@@ -27,7 +27,7 @@ Resolved resolve(const std::string& address) {
   return {error == 0 ? found : nullptr, freeaddrinfo};
 }
 
-/// Tries to take the address without sharing it; connections that are still closing do not count.
+/// Tries to bind the address without sharing it; connections in TIME_WAIT do not count.
 bool isTaken(const addrinfo& address) {
   const int file = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
   if (file < 0) return false;

@@ -5,9 +5,9 @@
 
 namespace corvalux::devhost {
 
-/// Those of the TCP addresses in a list separated by spaces ("host:port", "[::1]:port") on which something listens
-/// already. A gRPC server starts there all the same if the other one is a gRPC server too: the kernel then deals the
-/// clients out between the two. Skips anything that is not an address, and a name that does not resolve.
+/// The TCP addresses of a list separated by spaces ("host:port", "[::1]:port") that are already in use. A gRPC server
+/// starts there nevertheless if the other one is a gRPC server too: the kernel then distributes the clients between the
+/// two. Skips anything that is not an address, and names that do not resolve.
 std::vector<std::string> takenAddresses(const std::string& serverUrl);
 
 }  // namespace corvalux::devhost

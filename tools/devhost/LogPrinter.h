@@ -6,13 +6,13 @@
 
 namespace corvalux::devhost {
 
-/// A level from its name or number; throws std::invalid_argument for any other text.
+/// Parses a level's name or number; throws std::invalid_argument for any other text.
 int levelOf(const std::string& nameOrNumber);
 
 /// A module's log line as it is printed: "12:34:56.789 detail    file:line: text".
 std::string printed(const sim::LogLine& line);
 
-/// Prints the log lines of the process on stderr while it lives, from a level on. One at a time in a process.
+/// Prints the process's log lines of a level and above on stderr, for its lifetime. At most one per process.
 class LogPrinter {
  public:
   explicit LogPrinter(int level);

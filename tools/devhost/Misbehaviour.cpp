@@ -18,7 +18,7 @@ constexpr std::array<std::pair<const char*, Misbehaviour>, 6> names = {{
     {"duplicate-keys", Misbehaviour::duplicateKeys},
 }};
 
-constexpr uint64_t pointsNowhere = 0xDEAD;  // whoever follows it crashes
+constexpr uint64_t pointsNowhere = 0xDEAD;  // dereferencing it crashes
 
 void addUnknownKinds(uint32_t count, sim::KeyValues& list) {
   switch (count % 3) {

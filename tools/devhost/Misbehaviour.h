@@ -7,17 +7,17 @@
 
 namespace corvalux::devhost {
 
-/// What an engine may do although few do: each is within what host.h defines, and a module has to cope with it.
+/// What an engine may do although few do: host.h allows all of it, so a module has to cope.
 enum class Misbehaviour { unknownKinds, emptyTexts, notUtf8, hugeLists, zeroCounts, duplicateKeys };
 
-/// The one that `name` stands for; throws std::invalid_argument, naming all of them, for any other text.
+/// The misbehaviour of that name; throws std::invalid_argument, which lists all names, for any other text.
 Misbehaviour misbehaviourOf(const std::string& name);
 
 /// The names, separated by commas.
 std::string misbehaviourNames();
 
-/// Appends to the `count`th list of a stream what this behaviour brings. Its keys begin with "odd/", but for the empty
-/// ones. Lists with and without it alternate, so that what is reused for the next list is put to the test as well:
+/// Appends this behaviour's entries to the `count`th list of a stream. Their keys begin with "odd/", except the empty
+/// ones. Lists with and without them alternate, to test the reuse of messages as well:
 ///   unknownKinds   in every third list odd/unknown is a float, the list's number; in between its kinds are unknown
 ///   emptyTexts     in even lists: a text, a key, and both
 ///   notUtf8        in even lists: a text and a key

@@ -17,42 +17,42 @@ namespace {
 using program::between;
 
 constexpr const char* description =
-    "Plays the corvalux engine: loads a module, starts it, and feeds it the meters and\n"
-    "changes of a mixing desk at work until Ctrl-C, or for --seconds. With --replay it\n"
-    "plays what the monitor has recorded instead.";
+    "Simulates the corvalux engine: loads a module, starts it, and feeds it the meters and\n"
+    "changes of a mixing desk in use until Ctrl-C, or for --seconds. With --replay it plays\n"
+    "a recording of the monitor instead.";
 
 constexpr const char* examples =
     "Examples:\n"
     "  corvalux-devhost\n"
     "      the module that came with this program, on its default address\n"
     "  corvalux-devhost --set serverUrl=unix:/tmp/meters.sock --seconds 10\n"
-    "      on a socket of this machine, for ten seconds\n"
+    "      on a unix socket, for ten seconds\n"
     "  corvalux-devhost --set \"serverUrl=127.0.0.1:50005 [::1]:50005\" --channels 64 --fast-hz 50\n"
-    "      on two addresses, with more to show\n"
+    "      on two addresses, with more inputs and faster meters\n"
     "  corvalux-devhost --set grpc_memory_kb=4096 --log-level warning --seed 7\n"
     "      with more memory for clients, fewer log lines, and another scene\n"
     "  corvalux-devhost --misbehave not-utf8 --misbehave unknown-kinds --stats\n"
-    "      to see what a client does about an unusual engine\n"
+    "      to see how a client copes with an unusual engine\n"
     "  corvalux-devhost --replay show.recording --pace 0.5 --loop\n"
-    "      what was recorded with corvalux-monitor --record, at half its pace, again and again\n";
+    "      a recording of corvalux-monitor --record, at half its pace, in a loop\n";
 
 constexpr const char* exitCodes =
     "Exit codes:\n"
-    "  0  stopped in order\n"
+    "  0  stopped normally\n"
     "  1  the module cannot be loaded\n"
     "  2  the command line is wrong\n"
     "  3  the module refused to start\n"
     "  4  the module broke the rules of the host's interface (each case is on stderr)\n"
     "  5  the recording cannot be played, or not to its end (stderr says why)\n";
 
-/// The module that was built or installed with this program, seen from its own place: both can be moved.
+/// The module that was built or installed with this program, relative to the program's path: both can be moved.
 std::filesystem::path ownModule() {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const bool installed = folder.filename() == std::filesystem::path(CORVALUX_BINARY_FOLDER).filename();
   return (folder / (installed ? CORVALUX_INSTALLED_MODULE : CORVALUX_BUILT_MODULE)).lexically_normal();
 }
 
-/// Makes what an option's reader says about its value an error of that option.
+/// Turns an exception of an option's parser into an error of that option.
 template <typename Reader>
 auto reading(const char* option, Reader reader) {
   return [option, reader](const auto& value) {
@@ -105,7 +105,7 @@ void addSceneOptions(CLI::App& app, Options& options) {
       ->group("Scene");
   const auto add = [&options](const std::string& name) { options.misbehaviours.push_back(misbehaviourOf(name)); };
   app.add_option_function<std::string>("--misbehave", reading("--misbehave", add),
-                                       "Mix into the lists what is allowed but unusual; repeatable:\n"
+                                       "Add allowed but unusual entries to the lists; repeatable:\n"
                                        "unknown-kinds, empty-texts, not-utf8, huge-lists,\n"
                                        "zero-counts, duplicate-keys")
       ->type_name("KIND")
@@ -118,14 +118,15 @@ void addReplayOptions(CLI::App& app, ReplayOptions& options) {
       ->type_name("FILE")
       ->check([](const std::string& file) { return file.empty() ? "takes a file" : std::string(); })
       ->group("Replay");
-  app.add_option("--pace", options.pace, "So many times faster than recorded, 0.001 to 1000" + byDefault(options.pace))
+  app.add_option("--pace", options.pace, "Speed relative to the recording, 0.001 to 1000" + byDefault(options.pace))
       ->type_name("FACTOR")
       ->check(between(0.001, 1000, "a number from 0.001 to 1000"))
       ->group("Replay");
-  app.add_flag("--loop", options.loop, "Begin again at the end, until Ctrl-C")->group("Replay");
+  app.add_flag("--loop", options.loop, "Restart at the end, until Ctrl-C")->group("Replay");
 }
 
-/// A recording has no scene. Said here instead of with the options, whose help would be full of it.
+/// A recording has no scene. Checked here instead of declared at each option, because CLI11 would repeat it in the help
+/// of each.
 void checkReplayOptions(const CLI::App& app) {
   const bool replays = app.count("--replay") > 0;
   for (const char* name : {"--channels", "--fast-hz", "--slow-hz", "--changes-hz", "--seed", "--misbehave"}) {
@@ -147,8 +148,8 @@ void addRunOptions(CLI::App& app, Options& options) {
                                        "detail, lifecycle, warning, error, or 1 to 4\n(default: detail)")
       ->type_name("LEVEL")
       ->group("Run");
-  app.add_flag("--stats", options.stats, "A line a second: lists, and how long the module took them")->group("Run");
-  app.add_flag("-q,--quiet", options.quiet, "Nothing on stdout")->group("Run");
+  app.add_flag("--stats", options.stats, "Print a line a second: lists, and how long the callbacks took")->group("Run");
+  app.add_flag("-q,--quiet", options.quiet, "Print nothing on stdout")->group("Run");
   app.set_version_flag("--version", CORVALUX_VERSION, "Show the version")->group("Run");
   app.set_help_flag("-h,--help", "Show this text")->group("Run");
 }

@@ -12,21 +12,21 @@
 
 namespace corvalux::devhost {
 
-/// What the program ends with.
+/// The program's exit codes.
 enum class ExitCode { success = 0, notLoaded = 1, usage = 2, notStarted = 3, misuse = 4, notReplayed = 5 };
 
-/// A recording to play in place of the scene.
+/// A recording to play instead of the scene.
 struct ReplayOptions {
   std::string file;  ///< empty: none
   double pace = 1;   ///< above 0
   bool loop = false;
 };
 
-/// What the command line asks for.
+/// The parsed command line.
 struct Options {
   std::filesystem::path module;
   sim::KeyValues config;
-  scene::MixerSettings mixer;  ///< a cadence of 0: no such lists
+  scene::MixerSettings mixer;  ///< a cadence of 0: no lists
   std::vector<Misbehaviour> misbehaviours;
   ReplayOptions replay;
   std::optional<double> seconds;  ///< above 0; none: until a signal, or until the replay ends
@@ -35,8 +35,8 @@ struct Options {
   bool stats = false;  ///< a line of figures every second
 };
 
-/// Reads the command line. Prints help, version or what is wrong with it, and gives the exit code, when there is
-/// nothing to run.
+/// Parses the command line. If there is nothing to run, prints the help, the version or an error and returns the exit
+/// code.
 std::variant<Options, ExitCode> parse(int argc, const char* const* argv);
 
 }  // namespace corvalux::devhost

@@ -8,7 +8,7 @@ namespace corvalux::devhost {
 
 namespace {
 
-/// Years: a clock holds it.
+/// Years, and still within a clock's range.
 constexpr std::chrono::duration<double> longestPeriod{1e8};
 
 }  // namespace

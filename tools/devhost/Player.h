@@ -10,8 +10,8 @@
 
 namespace corvalux::devhost {
 
-/// Feeds an engine with a scene while it lives: each kind of list at its own pace, on a thread of its own. Every list
-/// gets what the `misbehaviours` bring.
+/// Feeds an engine with a scene for its lifetime: each kind of list at its own pace, on a thread of its own. The
+/// `misbehaviours` add their entries to every list.
 /// Ownership: `engine` must outlive it.
 class Player {
  public:
@@ -23,7 +23,7 @@ class Player {
   sim::Engine& engine;
   const std::vector<Misbehaviour> misbehaviours;
   scene::Mixer mixer;
-  // After the mixer, so that the threads end before it does.
+  // After the mixer, so that the threads are destroyed first.
   std::unique_ptr<sim::Ticker> fast;
   std::unique_ptr<sim::Ticker> slow;
   std::unique_ptr<sim::Ticker> changes;

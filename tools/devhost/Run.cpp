@@ -63,8 +63,8 @@ ExitCode refuse(const std::string& address, sim::Instance& instance, const sim::
   return misuses > 0 ? ExitCode::misuse : ExitCode::notStarted;
 }
 
-/// Feeds the engine until the end that the options ask for, and stops the instance. Events go on while the module
-/// stops, as in an engine.
+/// Feeds the engine for as long as the options say, then stops the instance. Events go on while the module stops, as in
+/// an engine.
 void play(const Options& options, const StopSignals& stopSignals, Source& source, sim::Engine& engine,
           sim::Instance& instance, CallbackTimes& times) {
   if (const std::string description = source.Description(); !description.empty()) announce(options, description);

@@ -11,18 +11,18 @@
 
 namespace corvalux::devhost {
 
-/// What feeds the engine: the scene, or a recording. Once nothing follows, it asks the program to stop.
+/// Feeds the engine, from the scene or from a recording. At the end of the recording it asks the program to stop.
 /// Threads: use on one thread; feeds on threads of its own.
 class Source {
  public:
-  /// Opens the recording, where `options` name one. Throws std::runtime_error with a sentence when it cannot be played.
+  /// Opens the recording, if `options` name one. Throws std::runtime_error with a sentence when it cannot be played.
   explicit Source(const Options& options);
 
   /// Feeds the engine, which must outlive this, until Stop.
   void Start(sim::Engine& engine);
   void Stop();
 
-  /// What is played, as a line for people; empty for the scene.
+  /// A human-readable line about what is played; empty for the scene.
   std::string Description() const;
   /// After the end: one sentence that says why the recording ended early; empty when it did not.
   std::string Failure() const;

@@ -1,4 +1,4 @@
-// The development host: plays the engine for a module, so that the module can be seen at work.
+// The development host: simulates the engine for a module, to see the module run.
 #include <exception>
 #include <variant>
 

@@ -15,7 +15,7 @@ using program::between;
 
 constexpr const char* description =
     "Shows the meters and changes that a corvalux engine streams: live on a terminal, one JSON\n"
-    "object a line anywhere else.";
+    "object per line anywhere else.";
 
 constexpr const char* notes =
     "JSON lines:\n"
@@ -25,8 +25,8 @@ constexpr const char* notes =
     "  stream is fast, slow or changes; time is when it arrived, in seconds since 1970. Keys may\n"
     "  repeat and their order is the engine's. kind is string, float, int, uint, double,\n"
     "  float_array, int_array, uint_array, or none (value null) for a kind that the server did not\n"
-    "  know. Numbers that JSON lacks are the texts \"NaN\", \"Infinity\" and \"-Infinity\". In a\n"
-    "  text that is not UTF-8, what is wrong is replaced by U+FFFD, and stderr says so.\n"
+    "  know. Numbers that JSON lacks are the texts \"NaN\", \"Infinity\" and \"-Infinity\". Bytes\n"
+    "  of a text that are not UTF-8 are replaced by U+FFFD, with a note on stderr.\n"
     "\n"
     "Examples:\n"
     "  corvalux-monitor mixer.local\n"
@@ -37,11 +37,11 @@ constexpr const char* notes =
     "\n"
     "Exit codes:\n"
     "  0  ended by you: Ctrl-C, q, --count, --seconds, or the reader of the output left\n"
-    "  1  never connected: with --no-reconnect, or until --seconds were over\n"
+    "  1  never connected: with --no-reconnect, or within --seconds\n"
     "  2  the command line is wrong\n"
     "  3  ended by the server, with --no-reconnect\n"
     "  4  the output cannot be written\n"
-    "  5  connected, but a meter stream brought nothing in time: --check and --table\n";
+    "  5  connected, but a meter stream delivered nothing in time: --check and --table\n";
 
 CLI::Validator wholeNumber() {
   return {[](std::string& text) {
@@ -66,7 +66,7 @@ CLI::Validator streamName() {
           ""};
 }
 
-/// In the order of the streams, each once; all when none is named.
+/// In the order of the streams, each once; all if none is named.
 std::vector<client::Stream> streamsOf(const std::vector<std::string>& names) {
   std::vector<client::Stream> streams;
   for (const client::Stream stream : client::allStreams) {
@@ -94,21 +94,19 @@ void addSourceOptions(CLI::App& app, Options& options, std::vector<std::string>&
 void addOutputOptions(CLI::App& app, Options& options) {
   const std::vector<CLI::Option*> ways = {
       app.add_flag("--json", options.json, "JSON lines, also on a terminal"),
-      app.add_flag("--table", options.table, "The present values once, as a table"),
-      app.add_flag("--check", options.check, "One line that tells whether meters arrive,\nand the exit code")};
+      app.add_flag("--table", options.table, "Print the current values once, as a table"),
+      app.add_flag("--check", options.check, "Print one line that says whether meters arrive,\nand set the exit code")};
   for (CLI::Option* way : ways) {
     for (CLI::Option* other : ways) {
       if (way != other) way->excludes(other);
     }
   }
-  app.add_option("--record", options.record, "Write all messages to a file as well")
-      ->type_name("FILE")
-      ->check(notEmpty());
+  app.add_option("--record", options.record, "Also write all messages to a file")->type_name("FILE")->check(notEmpty());
 }
 
 void addRunOptions(CLI::App& app, Options& options) {
   app.add_option("--count", options.count, "End after this many messages")->type_name("N")->check(wholeNumber());
-  app.add_option("--seconds", options.seconds, "End after this time\n(--table and --check: 5 unless told)")
+  app.add_option("--seconds", options.seconds, "End after this time\n(default with --table and --check: 5)")
       ->type_name("SECONDS")
       ->check(between(0.001, 1e8, "a number from 0.001 to 100000000"));
   app.set_version_flag("--version", CORVALUX_VERSION, "Show the version");

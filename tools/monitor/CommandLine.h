@@ -11,11 +11,11 @@
 
 namespace corvalux::monitor {
 
-/// What the command line asks for.
+/// The parsed command line.
 struct Options {
   std::string address = "localhost:50005";
   std::vector<client::Stream> streams;  ///< each at most once, at least one
-  bool json = false;                    ///< asked for; it is also what is written to anything but a terminal
+  bool json = false;                    ///< requested; it is also the default without a terminal
   std::optional<uint64_t> count;
   std::optional<double> seconds;
   bool reconnect = true;
@@ -24,8 +24,8 @@ struct Options {
   std::string record;  ///< a file; empty for none
 };
 
-/// Reads the command line. Prints help, version or what is wrong with it, and gives the exit code, when there is
-/// nothing to run.
+/// Parses the command line. If there is nothing to run, prints the help, the version or an error and returns the exit
+/// code.
 std::variant<Options, ExitCode> parse(int argc, const char* const* argv);
 
 }  // namespace corvalux::monitor

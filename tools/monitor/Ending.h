@@ -7,7 +7,7 @@
 
 namespace corvalux::monitor {
 
-/// Why the program is to end; the first cause stands.
+/// Why the program is to end; the first cause is kept.
 /// Threads: any.
 class Ending {
  public:

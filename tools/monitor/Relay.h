@@ -10,7 +10,7 @@
 
 namespace corvalux::monitor {
 
-/// Passes on to all outputs what a feed tells, and ends the program: after `count` valid messages, when there is a
+/// Forwards a feed's messages and states to all outputs. Ends the program after `count` valid messages, if there is a
 /// count, and when the feed has ended.
 /// Threads: as Listener.
 class Relay : public client::Listener {

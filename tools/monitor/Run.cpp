@@ -35,10 +35,10 @@ constexpr std::chrono::milliseconds frame{40};
 constexpr double firstMessagesSeconds = 5;
 /// No extra descriptor.
 constexpr pollfd nothing{-1, 0, 0};
-/// Without events asked for, a pipe still tells that its reader has left.
+/// Even without requested events, poll reports that a pipe's reader has closed it.
 constexpr pollfd output{STDOUT_FILENO, 0, 0};
 
-/// What all ways have in common. What is added to it must have been made before it.
+/// What all modes share. Outputs must be created before it.
 class Run {
  public:
   Run(const Options& options, const program::StopSignals& signals, Ending& ending,
@@ -49,7 +49,7 @@ class Run {
 
   Watch& Watching() { return watch; }
 
-  /// Ends the feed and the recording. What the program ends with: `code`, unless the recording is not whole.
+  /// Ends the feed and the recording. Returns the exit code: `code`, unless the recording is incomplete.
   ExitCode Finish(ExitCode code) {
     feed.reset();
     return recorder && !recorder->Finish() ? ExitCode::outputFailed : code;
@@ -72,7 +72,7 @@ class Run {
   std::optional<client::Feed> feed;
 };
 
-/// Waits, for a limited time, until the first messages are there.
+/// Waits for the first messages, for a limited time.
 ExitCode runUntilFirst(Options options, const program::StopSignals& signals, Ending& ending, FirstMessages& messages) {
   if (!options.seconds) options.seconds = firstMessagesSeconds;
   options.count.reset();
@@ -80,7 +80,7 @@ ExitCode runUntilFirst(Options options, const program::StopSignals& signals, End
   return run.FinishAtEnd(nothing);
 }
 
-/// Throws std::runtime_error when the output cannot be written; that its reader has left is no error.
+/// Throws std::runtime_error when the output cannot be written; a closed pipe is not an error.
 void print(const std::string& text) {
   if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return;
   if (errno != EPIPE) {
@@ -130,7 +130,7 @@ ExitCode runScreen(const Options& options, const program::StopSignals& signals) 
     while (const auto input = terminal.Next()) ui.Take(*input);
     if (ui.Quit()) ending.Set(ExitCode::endedByYou);
     if (ui.TakeReset()) board.ResetHolds();
-    // While paused, meters and changes wait in the inbox; what the streams do is still reported.
+    // While paused, meters and changes wait in the inbox; the streams' statistics go on.
     board.Take(ui.Paused() ? inbox.Peek() : inbox.Collect(), Clock::now());
     Canvas canvas(terminal.Rows(), terminal.Columns());
     draw(canvas, board, ui, Clock::now());

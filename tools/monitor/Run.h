@@ -5,7 +5,7 @@
 
 namespace corvalux::monitor {
 
-/// The whole of the program in each of its ways to show what comes, until something ends it.
+/// The program in each of its modes, until something ends it.
 /// Threads: the main thread, once. Errors: std::runtime_error with a sentence when an output cannot be used.
 ExitCode runJson(const Options& options, const program::StopSignals& signals);
 ExitCode runScreen(const Options& options, const program::StopSignals& signals);

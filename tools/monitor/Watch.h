@@ -12,17 +12,17 @@
 
 namespace corvalux::monitor {
 
-/// What can end the program beside its feed and its outputs: signals, the time, and a reader that leaves.
+/// What can end the program besides its feed and its outputs: signals, the time limit, and the output's reader.
 /// Threads: the main thread.
 class Watch {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// All must outlive this. The time of `options` begins now.
+  /// All must outlive this. The time limit of `options` begins now.
   Watch(const Options& options, const program::StopSignals& signals, Ending& ending, const Relay& relay);
 
-  /// Waits for the end, for what `extra` asks for, or for `longest`, whatever comes first. An error or the other side's
-  /// end of `extra` ends the program.
+  /// Waits for the end, for the events of `extra`, or for `longest`, whichever comes first. An error or a hang-up of
+  /// `extra` ends the program.
   std::optional<ExitCode> Wait(pollfd extra, std::optional<std::chrono::milliseconds> longest);
   /// Waits for the end.
   ExitCode WaitForEnd(pollfd extra);

@@ -6,9 +6,9 @@
 
 namespace program {
 
-/// Turns Ctrl-C, a request to terminate and the loss of the terminal into something to wait for or to poll. Make it
-/// before any thread: those made later inherit the blocked signals. A signal while nobody waits is kept. Writing to a
-/// closed pipe is an error code, not a signal.
+/// Turns SIGINT, SIGTERM and SIGHUP into something to wait for or to poll. Create it before any thread: later threads
+/// inherit the blocked signals. A signal stays pending while nobody waits. Writing to a closed pipe is an error code,
+/// not a signal.
 class StopSignals {
  public:
   /// `more`: further signals that stop the program.
@@ -17,13 +17,13 @@ class StopSignals {
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
 
-  /// Does what a request to terminate does. Thread-safe.
+  /// Has the effect of SIGTERM. Thread-safe.
   static void Raise();
 
-  /// Readable once a signal has come.
+  /// Readable once a signal is pending.
   int File() const { return file; }
 
-  /// Waits for one of the signals, or until `deadline`; true for a signal. Without a deadline, for as long as it takes.
+  /// Waits for one of the signals, or until `deadline`; true for a signal. Without a deadline it waits indefinitely.
   bool WaitUntil(std::optional<std::chrono::steady_clock::time_point> deadline) const;
 
  private:

@@ -20,14 +20,14 @@ const char* nameOf(Event event);
 
 struct Registration;
 
-/// Called after each call of a callback, with how long the module held the engine's thread. Runs on that thread.
+/// Called after each callback, on the same thread, with the time for which the module held that thread.
 using CallObserver = std::function<void(Event, std::chrono::nanoseconds)>;
 
 }  // namespace sim
 
 /// A simulated engine: keeps registrations, delivers events to them, and reports misuse (see Misuse.h).
-/// Threads: everything is thread-safe. Events are delivered on the thread that emits them; one meter registration is
-///   never called twice at a time, a change registration may be.
+/// Threads: everything is thread-safe. Events are delivered on the thread that emits them; calls of one meter
+///   registration never overlap, those of a change registration may.
 /// Locks: none is held while a callback runs, except that meter registration's own.
 struct CorvaluxEngine {
  public:
@@ -36,22 +36,23 @@ struct CorvaluxEngine {
   CorvaluxEngine(const CorvaluxEngine&) = delete;
   CorvaluxEngine& operator=(const CorvaluxEngine&) = delete;
 
-  /// Delivers a list to every registration for the event, oldest first. The list dies before this returns.
+  /// Delivers a list to every registration for the event, oldest first. The list is destroyed before this returns.
   void Emit(sim::Event event, const sim::KeyValues& values);
 
   /// Makes the `nth` registration from now fail (1 is the next one).
   void RefuseRegistration(int nth);
 
-  /// Makes the `nth` registration from now raise what `raise` throws; nothing is registered then.
+  /// Makes the `nth` registration from now throw what `raise` throws; nothing is registered then.
   void RaiseInRegistration(int nth, std::function<void()> raise);
 
-  /// Makes the next removal raise what `raise` throws; the callback stays registered then.
+  /// Makes the next removal throw what `raise` throws; the callback stays registered then.
   void RaiseInRemoval(std::function<void()> raise);
 
-  /// What the module asked for so far, in order: "add meterFast", "remove changes", "refuse meterSlow", ...
+  /// The module's registrations and removals so far, in order: "add meterFast", "remove changes", "refuse meterSlow",
+  /// ...
   std::vector<std::string> Calls() const;
 
-  /// Forgets Calls() and the handles that were removed, which are otherwise kept: for tests that count memory.
+  /// Clears Calls() and the removed handles, which are otherwise kept: for tests that count memory.
   void Forget();
 
   /// How many callbacks are registered now.
@@ -60,8 +61,8 @@ struct CorvaluxEngine {
   /// How many list entries the callbacks have visited so far.
   std::size_t Visits() const { return visits; }
 
-  /// Called at each registration, with its user pointer, when it is made and before the module learns of it. Runs on
-  /// the thread that registers. Set before the first registration.
+  /// Called with the user pointer of each new registration, before the module gets its handle. Runs on the thread that
+  /// registers. Set before the first registration.
   void SetRegistrationObserver(std::function<void(sim::Event, const void*)> observer) {
     registrationObserver = std::move(observer);
   }
@@ -70,15 +71,15 @@ struct CorvaluxEngine {
   /// event.
   void SetVisitObserver(std::function<void()> observer) { visitObserver = std::move(observer); }
 
-  /// What every walk over a list returns from now on; 0 at first. Set before the first event.
+  /// What every walk over a list returns from now on; 0 by default. Set before the first event.
   void SetWalkResult(int32_t result) { walkResult = result; }
 
   /// Set before the first event.
   void SetCallObserver(sim::CallObserver observer) { callObserver = std::move(observer); }
 
-  // What the host's functions do; a wrong thread, handle or kind is reported as misuse.
+  // The implementation of the host's functions; a wrong thread, handle or kind is reported as misuse.
   CallbackHandle Add(sim::Event event, EngineCallback callback, void* user);
-  /// Waits for running calls. `meters` tells which of the two removing functions was called.
+  /// Waits for running calls. `meters`: which of the two removing functions was called.
   void Remove(CallbackHandle handle, bool meters);
 
  private:
@@ -91,8 +92,8 @@ struct CorvaluxEngine {
   std::vector<std::shared_ptr<sim::Registration>> removed;        // guarded by mutex; kept: handles stay unique
   std::vector<std::string> calls;                                 // guarded by mutex
   int untilRefusal = 0;                                           // guarded by mutex; 0: none refused
-  std::function<void()> raiseForRefusal;                          // guarded by mutex; empty: null is the answer
-  std::function<void()> raiseForRemoval;                          // guarded by mutex; empty: none raises
+  std::function<void()> raiseForRefusal;                          // guarded by mutex; empty: returns null
+  std::function<void()> raiseForRemoval;                          // guarded by mutex; empty: none throws
   std::atomic<std::size_t> visits = 0;
   std::function<void(sim::Event, const void*)> registrationObserver;
   std::function<void()> visitObserver;
@@ -107,10 +108,10 @@ using Engine = CorvaluxEngine;
 /// Whether `engine` exists now. Thread-safe.
 bool isLive(EngineHandle engine);
 
-/// Sets the engine that a null handle means to the host; none, as at first: a null handle is misuse. Thread-safe.
+/// Sets the engine that a null handle stands for. By default none: a null handle is misuse. Thread-safe.
 void setUnnamedEngine(EngineHandle engine);
 
-/// The engine that `handle` means to the host. Thread-safe.
+/// The engine that `handle` stands for. Thread-safe.
 EngineHandle resolve(EngineHandle handle);
 
 }  // namespace sim

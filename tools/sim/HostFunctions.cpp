@@ -1,4 +1,4 @@
-// The functions that a module imports from its host, but for the log.
+// The functions that a module imports from its host, except the log.
 #include <cstring>
 #include <string>
 
@@ -21,7 +21,7 @@ const KeyValueEntry* find(KeyValueList list, const char* key, int32_t type) {
   return nullptr;
 }
 
-/// The engine that a module means; null, and a report, when there is none such.
+/// The engine of a handle; if there is none, reports misuse and returns null.
 sim::Engine* engineOf(EngineHandle handle, const char* function) {
   sim::Engine* engine = sim::resolve(handle);
   if (sim::isLive(engine)) return engine;
@@ -54,10 +54,10 @@ int32_t corvalux_keyValueListForEach(KeyValueList list, KeyValueVisitor visitor,
   for (const KeyValueEntry& entry : list->entries) {
     if (list->onVisit) list->onVisit();
     ++list->visits;
-    KeyValueEntry visible;  // dies with this visit
+    KeyValueEntry visible;  // valid for this visit only
     void* const seen = &visible;
     const void* const kept = &entry;
-    std::memcpy(seen, kept, sizeof entry);  // with its padding: that is compared too
+    std::memcpy(seen, kept, sizeof entry);  // with its padding, which is compared too
     if (visitor(&visible, user) != 0) sim::reportMisuse("visitor answered other than 0");
     if (std::memcmp(seen, kept, sizeof entry) != 0) sim::reportMisuse("visitor wrote to an entry");
     std::memset(seen, 0xDD, sizeof visible);

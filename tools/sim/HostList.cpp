@@ -37,7 +37,7 @@ HostList::~HostList() {
     liveLists.erase(&list);
   }
   for (Block& block : blocks) std::memset(block.bytes.get(), poison, block.size);
-  // memset must not be given the null pointer of an empty list, not even for no bytes.
+  // memset must not get the null pointer of an empty list, even for 0 bytes.
   if (list.entries.empty()) return;
   std::memset(static_cast<void*>(list.entries.data()), poison, list.entries.size() * sizeof(KeyValueEntry));
 }
@@ -60,7 +60,7 @@ KeyValueEntry HostList::MakeEntry(const NamedValue& named) {
     entry.count = values.size();
   };
   entry.key = keepText(named.key);
-  entry.hostWord = 0xC0FFEE;  // modules must not care
+  entry.hostWord = 0xC0FFEE;  // modules must ignore it
   struct Visitor {
     KeyValueEntry& entry;
     const decltype(keepText)& keep;

@@ -11,16 +11,16 @@
 /// What a KeyValueList points to: entries in the host's record layout.
 struct CorvaluxKeyValueList {
   std::vector<KeyValueEntry> entries;
-  std::function<void()> onVisit;   ///< runs before a walk hands out an entry; may be empty
+  std::function<void()> onVisit;   ///< runs before each entry is visited; may be empty
   int32_t walkResult = 0;          ///< what a walk over all entries returns
-  mutable std::size_t visits = 0;  ///< entries that a walk has handed out so far
+  mutable std::size_t visits = 0;  ///< entries visited so far
 };
 
 namespace sim {
 
-/// A list as the host hands it out. Its texts and arrays are blocks of their own, overwritten and freed together with
-/// it, so that a module that keeps a pointer reads garbage, and is caught by an address sanitizer.
-/// Threads: made, used and destroyed on one thread.
+/// A list as the host passes it. Its texts and arrays are separate blocks, overwritten and freed together with it, so
+/// that a module that keeps a pointer reads garbage and is caught by the address sanitizer.
+/// Threads: created, used and destroyed on one thread.
 class HostList {
  public:
   explicit HostList(const KeyValues& values, std::function<void()> onVisit = {}, int32_t walkResult = 0);

@@ -8,7 +8,7 @@
 
 namespace sim {
 
-/// One instance of a module: the host's record, and the calls that start and stop it. Stops it at the end.
+/// One instance of a module: the host's record, and the calls that start and stop it. The destructor stops it.
 /// Threads: use on one thread at a time. Ownership: `entry` and `engine` must outlive it.
 class Instance {
  public:
@@ -17,11 +17,11 @@ class Instance {
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
 
-  /// Calls the module's start routine with a list that dies when it returns.
+  /// Calls the module's start routine with a list that is destroyed when it returns.
   int32_t Start(const KeyValues& config);
   /// The same with a null list.
   int32_t StartWithoutConfig();
-  /// Calls the module's stop routine, as often as it is asked to.
+  /// Calls the module's stop routine, each time it is called.
   void Stop();
 
   HostModuleRecord record{};

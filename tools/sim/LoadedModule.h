@@ -8,11 +8,11 @@
 
 namespace sim {
 
-/// A module's shared library, loaded and checked as the engine does it. Unloads it at the end.
+/// A module's shared library, loaded and checked as the engine does it. The destructor unloads it.
 /// Threads: use on the host's thread.
 class LoadedModule {
  public:
-  /// Throws std::runtime_error, with one sentence that says why, when the file cannot be loaded or is not a module.
+  /// Throws std::runtime_error, with a one-sentence reason, when the file cannot be loaded or is not a module.
   explicit LoadedModule(const std::filesystem::path& file);
 
   const PluginEntry& Entry() const { return *entry; }

@@ -16,11 +16,11 @@ struct LogLine {
   std::string text;  ///< the format with its arguments
 };
 
-/// Receives log lines, on whatever thread writes them, one at a time. Must not log itself.
+/// Receives log lines one at a time, on the thread that writes them. Must not log itself.
 using LogSink = std::function<void(const LogLine&)>;
 
 /// Sends all further lines of the process to `sink`; an empty one drops them. Returns when no call of the old sink is
-/// running any more. Thread-safe.
+/// running. Thread-safe.
 void setLogSink(LogSink sink);
 
 }  // namespace sim

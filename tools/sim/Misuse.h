@@ -11,7 +11,7 @@ void reportMisuse(std::string what);
 /// Takes all reports since the last call, oldest first. Thread-safe. A test fails when there are any.
 std::vector<std::string> takeMisuse();
 
-/// Marks the current thread as the host's while it lives: only then may a module read its configuration, and add and
+/// Marks the current thread as the host's for its lifetime: only then may a module read its configuration, and add and
 /// remove callbacks.
 class HostCall {
  public:
@@ -23,7 +23,8 @@ class HostCall {
   static bool Active();
 };
 
-/// Marks the current thread as an engine's while it delivers an event: only then may a module walk a list.
+/// Marks the current thread as an engine's for its lifetime, the delivery of an event: only then may a module walk a
+/// list.
 class EngineCall {
  public:
   EngineCall();

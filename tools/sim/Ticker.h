@@ -6,8 +6,8 @@
 
 namespace sim {
 
-/// A thread that calls a function at a steady pace from its creation to its destruction. Beats that were missed,
-/// because the function took too long, are skipped, not made up for.
+/// A thread that calls a function at a steady pace for its lifetime. Ticks that were missed, because the function took
+/// too long, are skipped.
 class Ticker {
  public:
   Ticker(std::chrono::nanoseconds period, std::function<void()> tick);

@@ -10,6 +10,7 @@
 
 #include "fanout/Sockets.h"
 #include "fanout/client/Brokers.h"
+#include "support/FreePort.h"
 #include "support/Wire.h"
 
 namespace bench {
@@ -18,10 +19,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Far more than anything takes: only used up when something is broken.
+/// Far more than anything takes: reached only when something is broken.
 constexpr auto patience = 60s;
 constexpr std::size_t leastEvents = 5;
-/// For messages of paced events that are on their way; those that a server has dropped never come.
+/// For messages of paced events that are still in transit; those that a server has dropped never arrive.
 constexpr auto stragglersLimit = 300ms;
 
 Timeline* mapTimeline(int file) {
@@ -34,7 +35,7 @@ Timeline* mapTimeline(int file) {
 }  // namespace
 
 Contender::Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper)
-    : kind(std::move(kind)), port(freePort()), timelineFile(memfd_create("timeline", 0)) {
+    : kind(std::move(kind)), port(test::freePort()), timelineFile(memfd_create("timeline", 0)) {
   timeline = mapTimeline(timelineFile);
   for (const Load& load : {smallLoad(), mediumLoad(), largeLoad()}) {
     numberOffsets.emplace(wireBytes(load, 0).size(), sequenceOffset(load));
@@ -114,7 +115,7 @@ void Contender::WaitUntilQuiet() {
   constexpr int64_t quietNs = 200'000;
   const auto deadline = Clock::now() + patience;
   for (int quietSteps = 0; quietSteps < 2;) {
-    if (Clock::now() > deadline) throw std::runtime_error(kind + ": the server does not come to rest");
+    if (Clock::now() > deadline) throw std::runtime_error(kind + ": the server does not become idle");
     const int64_t before = Server().CpuNs();
     const auto until = Clock::now() + step;
     while (Clock::now() < until) subscribers->Poll(step / 10);
@@ -135,7 +136,7 @@ Observation Contender::ClosedLoop(std::chrono::milliseconds time) {
     const auto deadline = Clock::now() + patience;
     while (subscribers->AwaitedArrivals() < subscribers->Count()) {
       subscribers->Poll(1s);
-      if (Clock::now() > deadline) throw std::runtime_error(kind + ": a message does not come");
+      if (Clock::now() > deadline) throw std::runtime_error(kind + ": a message does not arrive");
     }
   }
   WaitUntilQuiet();
@@ -169,7 +170,7 @@ Observation Contender::Observe(uint32_t first, int64_t serverBefore, int64_t pub
     observation.heldNs.push_back(timeline->At(sequence).heldNs);
   }
   for (const auto& arrival : subscribers->Arrivals()) {
-    if (arrival.sequence - first >= observation.events) continue;  // a straggler of what was measured before
+    if (arrival.sequence - first >= observation.events) continue;  // a late message of the measurement before
     observation.latencyNs.push_back(arrival.ns - timeline->At(arrival.sequence).beginNs);
   }
   observation.messages = observation.latencyNs.size();

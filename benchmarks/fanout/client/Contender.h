@@ -14,7 +14,7 @@
 
 namespace bench {
 
-/// What was seen while events were delivered.
+/// What was measured while events were delivered.
 struct Observation {
   std::size_t events = 0;
   std::size_t messages = 0;
@@ -25,12 +25,12 @@ struct Observation {
   std::vector<int64_t> latencyNs;
 };
 
-/// One server with its engine and its subscribers. The engine is at rest but while one of these functions runs.
-/// Everything throws std::exception when the server does not do what it should, or not in time.
+/// One server with its engine and its subscribers. The engine is idle except while one of these functions runs. Every
+/// function throws std::exception when the server misbehaves or exceeds the time limit.
 class Contender {
  public:
-  /// `kind`: module, minimal, ordinary, floor, or a broker's name. `folder` takes its files; what runs the engine's
-  /// process, such as valgrind with its options, is `wrapper`.
+  /// `kind`: module, minimal, ordinary, floor, or a broker's name. `folder` takes its files; `wrapper` is a command
+  /// that runs the engine's process, such as valgrind with its options.
   Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper = {});
   ~Contender();
   Contender(const Contender&) = delete;
@@ -38,19 +38,19 @@ class Contender {
 
   void SetLoad(const std::string& name);
 
-  /// Changes the number of subscribers, without any event yet.
+  /// Changes the number of subscribers; emits no event.
   void Connect(std::size_t count);
-  /// Emits events until every subscriber has heard one.
+  /// Emits events until every subscriber has received one.
   void AwaitSubscriptions();
 
-  /// Emits each event once all subscribers have the one before, for that time and at least five of them.
+  /// Emits each event once all subscribers have the one before, for that time and at least five events.
   Observation ClosedLoop(std::chrono::milliseconds time);
   /// Emits events at the engine's pace.
   Observation Paced(std::size_t events);
 
   std::size_t ResidentBytes() const { return Server().ResidentBytes(); }
 
-  /// Tells callgrind, if it is the wrapper.
+  /// Starts and stops callgrind's counting, if it is the wrapper.
   void StartCounting() { Ask(Command::startCounting); }
   void StopCounting() { Ask(Command::stopCounting); }
 

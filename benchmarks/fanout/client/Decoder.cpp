@@ -29,7 +29,7 @@ std::size_t MessageReader::Take(std::string_view bytes) {
 
 namespace {
 
-/// What the brokers' protocols have in common: control lines or headers, in between messages.
+/// Common to the brokers' protocols: control lines or headers between messages.
 class BrokerDecoder : public Decoder {
  public:
   BrokerDecoder(std::string broker, const NumberOffsets& numberOffsets)
@@ -58,7 +58,7 @@ class BrokerDecoder : public Decoder {
 
  protected:
   virtual bool ControlComplete() const { return control.ends_with("\r\n"); }
-  /// Looks at `control`, a complete control line or header, and clears it.
+  /// Handles `control`, a complete control line or header, and clears it.
   virtual void HandleControl(const Reply& reply) = 0;
 
   void BeginMessage(std::size_t size) {
@@ -67,7 +67,7 @@ class BrokerDecoder : public Decoder {
   }
 
   std::string control;
-  std::size_t skip = 0;  ///< bytes that nobody wants, before what follows
+  std::size_t skip = 0;  ///< bytes to ignore
 
  private:
   const std::string broker;
@@ -83,7 +83,7 @@ class NatsDecoder final : public BrokerDecoder {
     if (control.starts_with("MSG ")) BeginMessage(std::stoul(control.substr(control.rfind(' ', control.size() - 3))));
     if (control.starts_with("PING")) reply("PONG\r\n");
     if (control.starts_with("-ERR")) throw std::runtime_error(control);
-    control.clear();  // the line's end after a message comes as an empty line
+    control.clear();  // the line end after a message is an empty line
   }
 };
 

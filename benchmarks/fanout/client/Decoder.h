@@ -10,10 +10,10 @@
 
 namespace bench {
 
-/// Where in a message its event's number stands, by the message's size, which tells its load.
+/// The offset of the event's number in a message, by the message's size, which identifies its load.
 using NumberOffsets = std::map<std::size_t, std::size_t>;
 
-/// Takes a message as it comes, in pieces, and only keeps its event's number.
+/// Takes a message in pieces, as it arrives, and keeps only its event's number.
 class MessageReader {
  public:
   /// Throws std::runtime_error for a size that no message has.
@@ -30,7 +30,7 @@ class MessageReader {
   uint32_t sequence = 0;
 };
 
-/// Reads one connection's bytes, with as little work as its protocol allows.
+/// Parses one connection's bytes, with as little work as its protocol allows.
 class Decoder {
  public:
   /// Sends on the connection.
@@ -40,9 +40,9 @@ class Decoder {
 
   virtual ~Decoder() = default;
 
-  /// What the client says to begin with: it subscribes.
+  /// The client's first bytes: they subscribe.
   virtual std::string Greeting() const = 0;
-  /// Throws std::runtime_error when the server says what it should not.
+  /// Throws std::runtime_error on an unexpected answer.
   virtual void Feed(std::string_view bytes, const OnMessage& onMessage, const Reply& reply) = 0;
 };
 

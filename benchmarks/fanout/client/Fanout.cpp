@@ -1,7 +1,5 @@
-// Measures all servers side by side: every round visits each combination of subscribers and load, and at each it visits
-// all servers one after the other, in an order that changes from round to round. Writes one line a figure.
-#include <sys/resource.h>
-
+// Measures all servers side by side: every round visits each combination of subscribers and load, and measures all
+// servers there one after the other, in an order that changes from round to round. Writes one line per figure.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
@@ -32,7 +30,7 @@ struct Plan {
   int closedMs = 250;
   std::size_t pacedEvents = 25;
   bool pacedOnly = false;
-  std::vector<std::size_t> subscribers = {1000, 256, 64, 8, 1};  ///< falling: the first is for resident memory, too
+  std::vector<std::size_t> subscribers = {1000, 256, 64, 8, 1};  ///< descending; the first also for resident memory
   std::vector<std::string> loads = {"WS", "W64", "WL"};
   std::vector<std::string> kinds = {"module", "minimal",   "minimal-again", "ordinary",
                                     "floor",  "mosquitto", "nats-server",   "redis-server"};
@@ -101,7 +99,7 @@ class Measurement {
   }
 
  private:
-  /// What the servers take for a connection more, before and after they have sent something on it.
+  /// The servers' memory for one more connection, before and after they have sent something on it.
   void MeasureMemory() {
     const std::size_t count = plan.subscribers.front();
     if (count == 1) return;
@@ -153,7 +151,7 @@ class Measurement {
   int round = 1;
 };
 
-/// What callgrind wrote last for that file name: the instructions of all threads between start and stop of counting.
+/// The total that callgrind wrote for that file name: the instructions of all threads while it counted.
 double countedInstructions(const std::filesystem::path& out) {
   std::ifstream file(out.string() + ".1");
   for (std::string word; file >> word;) {
@@ -163,10 +161,11 @@ double countedInstructions(const std::filesystem::path& out) {
   throw std::runtime_error("callgrind has written no totals to " + out.string());
 }
 
-/// Runs the gRPC servers under callgrind. Counts differ a little from run to run: threads meet at other places.
+/// Runs the gRPC servers under callgrind. Counts differ a little from run to run, because threads interleave
+/// differently.
 void countInstructions(const Plan& plan, const std::filesystem::path& folder) {
   constexpr std::size_t subscribers = 64;
-  constexpr int slowness = 6;  // callgrind needs longer for as many events
+  constexpr int slowness = 6;  // events take longer under callgrind
   Figures figures((folder / "instructions.csv").string());
   for (int round = 1; round <= plan.rounds; ++round) {
     for (const std::string kind : {"module", "minimal", "minimal-again", "ordinary"}) {
@@ -186,16 +185,6 @@ void countInstructions(const Plan& plan, const std::filesystem::path& folder) {
   }
 }
 
-void raiseDescriptorLimit(rlim_t needed) {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  if (limit.rlim_max < needed) {
-    throw std::runtime_error("the limit of open files is below " + std::to_string(needed));
-  }
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
 int run(int argc, char** argv) {
   Plan plan;
   std::string folder;
@@ -204,27 +193,27 @@ int run(int argc, char** argv) {
   std::string earlier;
   bool realTime = false;
   std::size_t busy = 0;
-  CLI::App app("Measures the module beside other servers; see scripts/benchmark.");
+  CLI::App app("Compares the module with other servers; see scripts/benchmark.");
   app.add_option("--folder", folder, "where figures and logs go")->required()->check(CLI::ExistingDirectory);
-  app.add_option("--rounds", plan.rounds, "how often all is measured")->check(CLI::PositiveNumber);
+  app.add_option("--rounds", plan.rounds, "number of rounds")->check(CLI::PositiveNumber);
   auto kinds = plan.kinds;
   kinds.emplace_back("earlier");
-  app.add_option("--servers", plan.kinds, "which servers, instead of all; 'earlier' is --earlier's")
+  app.add_option("--servers", plan.kinds, "which servers, instead of all; 'earlier' is the one of --earlier")
       ->check(CLI::IsMember(kinds));
   app.add_option("--earlier", earlier, "another build of the module, for the server 'earlier'")
       ->check(CLI::ExistingFile);
-  app.add_option("--subscribers", plan.subscribers, "how many, instead of all these numbers")
+  app.add_option("--subscribers", plan.subscribers, "numbers of subscribers, instead of all")
       ->check(CLI::IsMember(plan.subscribers));
   app.add_option("--loads", plan.loads, "which loads, instead of all")->check(CLI::IsMember(plan.loads));
-  app.add_option("--paced-events", plan.pacedEvents, "how many paced events a measurement has")
+  app.add_option("--paced-events", plan.pacedEvents, "number of paced events per measurement")
       ->check(CLI::PositiveNumber);
   app.add_flag("--real-time", realTime, "the engine's thread has a real-time priority");
-  app.add_option("--busy", busy, "so many processes do nothing but use CPU");
-  app.add_flag("--paced-only", plan.pacedOnly, "leave the closed loop out");
-  app.add_flag("--quick", quick, "one short round, to see that all works");
+  app.add_option("--busy", busy, "number of processes that only use CPU meanwhile");
+  app.add_flag("--paced-only", plan.pacedOnly, "skip the closed loop");
+  app.add_flag("--quick", quick, "one short round, to check that everything works");
   app.add_flag("--instructions", instructions, "count the gRPC servers' instructions instead");
   CLI11_PARSE(app, argc, argv);
-  raiseDescriptorLimit(10000);
+  bench::raiseDescriptorLimit(10000);
   if (!earlier.empty()) setenv(bench::earlierModule, std::filesystem::absolute(earlier).c_str(), 1);
   if (quick) {
     plan.rounds = 1;

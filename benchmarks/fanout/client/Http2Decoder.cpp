@@ -41,7 +41,7 @@ std::string text(const std::string& value) { return static_cast<char>(value.size
 
 std::string Http2Decoder::Greeting() const {
   constexpr auto headers = static_cast<FrameType>(1);
-  // POST and http by their index, then the names by theirs where they have one.
+  // POST and http by their static table index, then the other names, by index where they have one.
   const std::string fields = "\x83\x86"s + "\x04"s + text("/corvalux.grpc.Meters/GetMetersFast") + "\x01"s +
                              text("localhost") + "\x00"s + text("te") + text("trailers") + "\x0F\x10"s +
                              text("application/grpc");

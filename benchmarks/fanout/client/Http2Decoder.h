@@ -6,8 +6,8 @@
 
 namespace bench {
 
-/// A gRPC client of one call that only counts messages. It gives the server a window as large as HTTP/2 allows, and
-/// reads no headers: what it costs is not to be in the way of what is measured.
+/// A gRPC client of one call that only counts messages. It grants the server the largest window of HTTP/2, and reads no
+/// headers, to keep its own cost out of the measurement.
 class Http2Decoder final : public Decoder {
  public:
   explicit Http2Decoder(const NumberOffsets& numberOffsets) : numberOffsets(numberOffsets) {}

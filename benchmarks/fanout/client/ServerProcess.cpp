@@ -23,7 +23,7 @@ namespace {
   const int output = open(*log != '\0' ? log : "/dev/null", O_WRONLY | O_CREAT | O_APPEND, 0644);
   dup2(output, STDOUT_FILENO);
   if (*log != '\0') dup2(output, STDERR_FILENO);
-  // In two steps: one of ours may have a number that the child wants for another.
+  // In two steps: one of our descriptors may have a number that the child needs for another.
   constexpr int outOfTheWay = 100;
   for (const auto& [theirs, ours] : descriptors) dup2(ours, outOfTheWay + theirs);
   for (const auto& [theirs, ours] : descriptors) dup2(outOfTheWay + theirs, theirs);

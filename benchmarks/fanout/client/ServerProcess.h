@@ -10,11 +10,11 @@
 
 namespace bench {
 
-/// A child process, killed at the end; also when this process dies.
+/// A child process, killed by the destructor, and when this process dies.
 class ServerProcess {
  public:
-  /// Starts `arguments`, whose first is the program; `descriptors` says which of ours it finds open as which.
-  /// What it prints goes to the file `log`, if that is not empty. Throws std::system_error.
+  /// Starts `arguments`, the first of which is the program; `descriptors` maps descriptors of ours to those of the
+  /// child. Its output goes to the file `log`, if that is not empty. Throws std::system_error.
   explicit ServerProcess(const std::vector<std::string>& arguments, const std::map<int, int>& descriptors = {},
                          const std::string& log = {});
   ~ServerProcess();

@@ -11,7 +11,7 @@
 
 namespace bench {
 
-/// All subscribers of one server: one connection each, one thread for all. Throws when a connection ends by itself.
+/// All subscribers of one server: one connection each, one thread for all. Throws when the server closes a connection.
 class Subscribers {
  public:
   struct Arrival {
@@ -31,14 +31,14 @@ class Subscribers {
   /// Whether each connection has received something since it was opened.
   bool AllHeard() const;
 
-  /// Reads what comes, waiting up to `timeout` for the first of it.
+  /// Reads what has arrived, waiting up to `timeout` for the first bytes.
   void Poll(std::chrono::milliseconds timeout);
 
   /// Every message since the last Forget.
   const std::vector<Arrival>& Arrivals() const { return arrivals; }
   void Forget() { arrivals.clear(); }
 
-  /// Counts the messages of one event from now on: a server may still be at an older one.
+  /// Counts the messages of one event from now on; a server may still be sending those of an older one.
   void Await(uint32_t sequence) {
     awaited = sequence;
     awaitedArrivals = 0;

@@ -8,9 +8,9 @@ SERVERS = ["module", "minimal", "ordinary", "floor", "mosquitto", "nats-server",
 LOADS = ["WS", "W64", "WL"]
 SUBSCRIBERS = [1, 8, 64, 256, 1000]
 
-# Where something is measured.
+# The conditions of a measurement.
 Place = collections.namedtuple("Place", "mode load subscribers")
-# Of the rounds.
+# Over the rounds.
 Spread = collections.namedtuple("Spread", "median least most")
 
 
@@ -40,7 +40,7 @@ class Figures:
         return spread_of(list(self.values.get((place, figure, server), {}).values()))
 
     def ratios(self, place, figure, server, other):
-        """A ratio is made within a round."""
+        """A ratio compares figures of the same round."""
         mine, others = (self.values.get((place, figure, kind), {}) for kind in (server, other))
         return [mine[r] / others[r] for r in mine if others.get(r)]
 

@@ -1,11 +1,11 @@
-"""What the module shall cost, and whether it does."""
+"""The module's cost goals, and whether it meets them."""
 
 import collections
 import statistics
 
 from figures import LOADS, SUBSCRIBERS
 
-# A ratio of the module's figure to another server's. At several places, the worst of the medians counts.
+# A limit on the ratio of the module's figure to another server's. For several places, the worst median counts.
 Goal = collections.namedtuple("Goal", "what limit mode loads subscribers figure other")
 
 

@@ -81,8 +81,10 @@ def at(place):
 
 
 def verdict(mine, limit, minimal):
-    """As minimal: what a second minimal gives is no better."""
-    return "met" if mine <= limit else "as minimal" if mine <= minimal else "missed"
+    """As minimal: a second minimal does no better. A goal below 1 asks for more than minimal."""
+    if mine <= limit:
+        return "met"
+    return "as minimal" if limit >= 1 and mine <= minimal else "missed"
 
 
 def goal_row(figures, goal):

@@ -13,15 +13,14 @@
 #include <vector>
 
 #include "fanout/Sockets.h"
-#include "fanout/server/Refill.h"
-#include "fanout/server/Subject.h"
+#include "fanout/server/MeterSubject.h"
 #include "support/Wire.h"
 
 namespace bench {
 
 namespace {
 
-/// A message as gRPC sends it on the call with number 1: in HTTP/2 frames of at most 16 KiB.
+/// A message as gRPC sends it on HTTP/2 stream 1: in frames of at most 16 KiB.
 std::string frame(std::string message) {
   constexpr std::size_t frameLimit = 16384;
   const auto length = static_cast<uint32_t>(message.size());
@@ -39,7 +38,7 @@ std::string frame(std::string message) {
 
 struct Connection {
   int socket;
-  std::string rest;  ///< what the socket did not take yet
+  std::string rest;  ///< what the socket has not accepted yet
 };
 
 class FloorSubject final : public Subject {
@@ -48,8 +47,8 @@ class FloorSubject final : public Subject {
     epoll_event event{EPOLLIN, {.ptr = nullptr}};
     if (epoll_ctl(poll, EPOLL_CTL_ADD, listener, &event) != 0) throwErrno("epoll_ctl");
     thread = std::jthread([this] { Run(); });
-    hearMeters(
-        engine, [](KeyValueList /*list*/, void* user) { static_cast<FloorSubject*>(user)->Hear(); }, this);
+    registerForMeters(
+        engine, [](KeyValueList /*list*/, void* user) { static_cast<FloorSubject*>(user)->Receive(); }, this);
   }
 
   void Prepare(const Load& load) override {
@@ -59,7 +58,7 @@ class FloorSubject final : public Subject {
   }
 
  private:
-  void Hear() {
+  void Receive() {
     const std::lock_guard lock(mutex);
     std::memcpy(bytes.data() + numberAt, &sequence, sizeof sequence);
     for (Connection& connection : connections) {
@@ -99,12 +98,12 @@ class FloorSubject final : public Subject {
     if (epoll_ctl(poll, EPOLL_CTL_ADD, socket, &event) != 0) throwErrno("epoll_ctl");
   }
 
-  /// Drops what the client says. Answers whether it is still there.
+  /// Discards what the client sends. Returns whether it is still connected.
   static bool Drain(const Connection& connection) {
-    std::array<char, 4096> heard;
+    std::array<char, 4096> received;
     ssize_t size = 0;
     do {
-      size = recv(connection.socket, heard.data(), heard.size(), 0);
+      size = recv(connection.socket, received.data(), received.size(), 0);
     } while (size > 0);
     return size < 0 && errno == EAGAIN;
   }
@@ -119,7 +118,7 @@ class FloorSubject final : public Subject {
   std::mutex mutex;
   std::list<Connection> connections;  // guarded by mutex
   std::string bytes;                  // guarded by mutex; the message, framed
-  std::size_t numberAt = 0;           // guarded by mutex; where in it the event's number stands
+  std::size_t numberAt = 0;           // guarded by mutex; the offset of the event's number in it
   std::jthread thread;
 };
 

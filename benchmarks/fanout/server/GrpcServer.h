@@ -7,8 +7,10 @@
 #include <grpcpp/server_builder.h>
 
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "fanout/server/Subject.h"
 
@@ -28,5 +30,30 @@ std::unique_ptr<::grpc::Server> startGrpcServer(uint16_t port, const auto& addSe
   if (!server) throw std::runtime_error("the server did not start");
   return server;
 }
+
+/// The open streams of a gRPC server. A `Stream` is constructed with this list, which owns none of them.
+/// Threads: Write on the engine's thread; Open and Remove on gRPC threads; all may overlap.
+template <typename Stream>
+class OpenStreams {
+ public:
+  Stream* Open() {
+    const std::lock_guard lock(mutex);
+    return streams.emplace_back(new Stream(*this));
+  }
+
+  void Remove(Stream* stream) {
+    const std::lock_guard lock(mutex);
+    std::erase(streams, stream);
+  }
+
+  void Write(const auto& message) {
+    const std::lock_guard lock(mutex);
+    for (Stream* stream : streams) stream->Write(message);
+  }
+
+ private:
+  std::mutex mutex;
+  std::vector<Stream*> streams;  // guarded by mutex
+};
 
 }  // namespace bench

@@ -9,10 +9,9 @@
 #include <mutex>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "fanout/server/GrpcServer.h"
-#include "fanout/server/Refill.h"
+#include "fanout/server/MeterSubject.h"
 
 namespace bench {
 
@@ -20,11 +19,9 @@ namespace {
 
 using Buffer = std::shared_ptr<::grpc::ByteBuffer>;
 
-class Service;
-
 class Stream final : public ::grpc::ServerGenericBidiReactor {
  public:
-  explicit Stream(Service& service) : service(service) {}
+  explicit Stream(OpenStreams<Stream>& streams) : streams(streams) {}
 
   void Write(Buffer buffer) {
     const std::lock_guard lock(mutex);
@@ -42,63 +39,43 @@ class Stream final : public ::grpc::ServerGenericBidiReactor {
     if (ok && inFlight) StartWrite(inFlight.get());
   }
 
-  void OnCancel() override;
+  void OnCancel() override {
+    streams.Remove(this);
+    Finish(::grpc::Status::CANCELLED);
+  }
   void OnDone() override { delete this; }
 
  private:
-  Service& service;
+  OpenStreams<Stream>& streams;
   std::mutex mutex;
   Buffer inFlight;
   Buffer pending;
 };
 
-class Service final : public ::grpc::CallbackGenericService {
- public:
+struct Service final : ::grpc::CallbackGenericService {
   ::grpc::ServerGenericBidiReactor* CreateReactor(::grpc::GenericCallbackServerContext* /*context*/) override {
-    const std::lock_guard lock(mutex);
-    return streams.emplace_back(new Stream(*this));
+    return streams.Open();
   }
 
-  void Remove(Stream* stream) {
-    const std::lock_guard lock(mutex);
-    std::erase(streams, stream);
-  }
+  OpenStreams<Stream> streams;
+};
 
-  void Publish(const corvalux::grpc::Meter& message) {
+class MinimalSubject final : public MeterSubject {
+ public:
+  MinimalSubject(sim::Engine& engine, uint16_t port)
+      : MeterSubject(engine),
+        server(startGrpcServer(port, [this](auto& builder) { builder.RegisterCallbackGenericService(&service); })) {}
+
+ private:
+  void Send(const corvalux::grpc::Meter& message) override {
     auto buffer = std::make_shared<::grpc::ByteBuffer>();
     bool ownBuffer = false;
     if (!::grpc::SerializationTraits<corvalux::grpc::Meter>::Serialize(message, buffer.get(), &ownBuffer).ok()) {
       throw std::runtime_error("the message cannot be serialised");
     }
-    const std::lock_guard lock(mutex);
-    for (Stream* stream : streams) stream->Write(buffer);
+    service.streams.Write(buffer);
   }
 
- private:
-  std::mutex mutex;
-  std::vector<Stream*> streams;  // guarded by mutex
-};
-
-void Stream::OnCancel() {
-  service.Remove(this);
-  Finish(::grpc::Status::CANCELLED);
-}
-
-class MinimalSubject final : public Subject {
- public:
-  MinimalSubject(sim::Engine& engine, uint16_t port)
-      : server(startGrpcServer(port, [this](auto& builder) { builder.RegisterCallbackGenericService(&service); })) {
-    hearMeters(
-        engine, [](KeyValueList list, void* user) { static_cast<MinimalSubject*>(user)->Hear(list); }, this);
-  }
-
- private:
-  void Hear(KeyValueList list) {
-    refill(list, message);
-    service.Publish(message);
-  }
-
-  corvalux::grpc::Meter message;
   Service service;
   std::unique_ptr<::grpc::Server> server;
 };

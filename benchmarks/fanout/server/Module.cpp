@@ -1,6 +1,5 @@
 #include <cstdlib>
 #include <stdexcept>
-#include <string>
 
 #include "fanout/Protocol.h"
 #include "fanout/server/Subject.h"
@@ -14,9 +13,7 @@ namespace {
 class ModuleSubject final : public Subject {
  public:
   ModuleSubject(sim::Engine& engine, uint16_t port, const char* file) : module(file), instance(module.Entry(), engine) {
-    const sim::KeyValues config = {{"serverUrl", "127.0.0.1:" + std::to_string(port)},
-                                   {"grpc_memory_kb", static_cast<int32_t>(quotaKb)}};
-    if (instance.Start(config) != 0) throw std::runtime_error("the module did not start");
+    if (instance.Start(moduleConfig(port)) != 0) throw std::runtime_error("the module did not start");
   }
 
  private:

@@ -1,10 +1,9 @@
 #include <mutex>
 #include <optional>
-#include <vector>
 
 #include "corvalux/grpc/streams.grpc.pb.h"
 #include "fanout/server/GrpcServer.h"
-#include "fanout/server/Refill.h"
+#include "fanout/server/MeterSubject.h"
 
 namespace bench {
 
@@ -12,11 +11,9 @@ namespace {
 
 using corvalux::grpc::Meter;
 
-class Service;
-
 class Stream final : public ::grpc::ServerWriteReactor<Meter> {
  public:
-  explicit Stream(Service& service) : service(service) {}
+  explicit Stream(OpenStreams<Stream>& streams) : streams(streams) {}
 
   /// The library serialises the message before it returns.
   void Write(const Meter& message) {
@@ -36,59 +33,37 @@ class Stream final : public ::grpc::ServerWriteReactor<Meter> {
     pending.reset();
   }
 
-  void OnCancel() override;
+  void OnCancel() override {
+    streams.Remove(this);
+    Finish(::grpc::Status::CANCELLED);
+  }
   void OnDone() override { delete this; }
 
  private:
-  Service& service;
+  OpenStreams<Stream>& streams;
   std::mutex mutex;
   bool writing = false;
   std::optional<Meter> pending;
 };
 
-class Service final : public corvalux::grpc::Meters::CallbackService {
- public:
+struct Service final : corvalux::grpc::Meters::CallbackService {
   ::grpc::ServerWriteReactor<Meter>* GetMetersFast(::grpc::CallbackServerContext* /*context*/,
                                                    const corvalux::grpc::SubscribeRequest* /*request*/) override {
-    const std::lock_guard lock(mutex);
-    return streams.emplace_back(new Stream(*this));
+    return streams.Open();
   }
 
-  void Remove(Stream* stream) {
-    const std::lock_guard lock(mutex);
-    std::erase(streams, stream);
-  }
-
-  void Publish(const Meter& message) {
-    const std::lock_guard lock(mutex);
-    for (Stream* stream : streams) stream->Write(message);
-  }
-
- private:
-  std::mutex mutex;
-  std::vector<Stream*> streams;  // guarded by mutex
+  OpenStreams<Stream> streams;
 };
 
-void Stream::OnCancel() {
-  service.Remove(this);
-  Finish(::grpc::Status::CANCELLED);
-}
-
-class OrdinarySubject final : public Subject {
+class OrdinarySubject final : public MeterSubject {
  public:
   OrdinarySubject(sim::Engine& engine, uint16_t port)
-      : server(startGrpcServer(port, [this](auto& builder) { builder.RegisterService(&service); })) {
-    hearMeters(
-        engine, [](KeyValueList list, void* user) { static_cast<OrdinarySubject*>(user)->Hear(list); }, this);
-  }
+      : MeterSubject(engine),
+        server(startGrpcServer(port, [this](auto& builder) { builder.RegisterService(&service); })) {}
 
  private:
-  void Hear(KeyValueList list) {
-    refill(list, message);
-    service.Publish(message);
-  }
+  void Send(const Meter& message) override { service.streams.Write(message); }
 
-  Meter message;
   Service service;
   std::unique_ptr<::grpc::Server> server;
 };

@@ -2,28 +2,25 @@
 
 #include <array>
 #include <string>
+#include <utility>
 
 #include "fanout/BrokerProtocol.h"
 #include "fanout/Sockets.h"
-#include "fanout/server/Refill.h"
-#include "fanout/server/Subject.h"
+#include "fanout/server/MeterSubject.h"
 
 namespace bench {
 
 namespace {
 
-class PublisherSubject final : public Subject {
+class PublisherSubject final : public MeterSubject {
  public:
   PublisherSubject(sim::Engine& engine, uint16_t port, std::string broker)
-      : broker(std::move(broker)), socket(connectTo(port)) {
+      : MeterSubject(engine), broker(std::move(broker)), socket(connectTo(port)) {
     sendAll(socket, connectBytes(this->broker));
-    hearMeters(
-        engine, [](KeyValueList list, void* user) { static_cast<PublisherSubject*>(user)->Hear(list); }, this);
   }
 
  private:
-  void Hear(KeyValueList list) {
-    refill(list, message);
+  void Send(const corvalux::grpc::Meter& message) override {
     bytes = publishPrefix(broker, message.ByteSizeLong());
     message.AppendToString(&bytes);
     bytes += publishSuffix(broker);
@@ -39,7 +36,6 @@ class PublisherSubject final : public Subject {
 
   const std::string broker;
   const int socket;
-  corvalux::grpc::Meter message;
   std::string bytes;
 };
 

@@ -1,4 +1,5 @@
-// The engine's process: serves one kind, and lets the client make events happen. Started by corvalux-bench-fanout.
+// The engine's process: runs one kind of server, and emits events on the client's command. Started by
+// corvalux-bench-fanout.
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>

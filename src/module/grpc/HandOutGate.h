@@ -9,16 +9,16 @@
 
 namespace corvalux::grpc {
 
-/// Where threads of the library wait for a hand-out to end. The library wakes an idle thread for each write that
-/// completes. A thread that waits here is not idle: the completions queue behind it, and wake nobody.
+/// Blocks gRPC's threads until a hand-out ends. gRPC wakes an idle thread for each write that completes. A thread that
+/// waits here is not idle: the completions queue behind it and wake no other.
 /// Threads: a HandOut on engine threads, one at a time; Wait on gRPC threads; both may overlap.
-/// Locks: a HandOut lives under the publisher's mutex. Wait must be called without any lock of ours: a hand-out takes
-///   them.
-/// Ownership: a part of the publisher. Whoever destroys it has ended the hand-outs, so nobody waits any more.
+/// Locks: a HandOut exists only under the publisher's mutex. Wait must be called with none of our locks held: a
+///   hand-out takes them.
+/// Ownership: a member of the publisher, which is destroyed after its last hand-out: nobody waits then.
 /// Cost: a hand-out never waits for a completion. Its end is a system call only if somebody waits.
 class HandOutGate {
  public:
-  /// A hand-out that runs for as long as this exists.
+  /// A hand-out, for the lifetime of this object.
   class HandOut {
    public:
     explicit HandOut(HandOutGate& gate) : gate(gate) {
@@ -36,8 +36,8 @@ class HandOutGate {
     HandOutGate& gate;
   };
 
-  /// Waits until the hand-out that runs now is over; not for one that begins later. Returns at once on the thread that
-  /// hands out, which would wait for itself, and when MostWaiting() threads wait already.
+  /// Waits for the current hand-out to end, not for one that begins later. Returns at once on the thread that hands
+  /// out, which would wait for itself, and when MostWaiting() threads already wait.
   void Wait() const {
     const uint32_t now = epoch.load();
     const bool runs = now % 2 == 1;
@@ -46,9 +46,8 @@ class HandOutGate {
     --waiting;
   }
 
-  /// How many threads of the process may wait at once: all that the library has, where their number is fixed
-  /// (1.51, 1.60). Where it has a pool (1.71 on), a free one remains: a pool without any starts further ones, without a
-  /// limit.
+  /// How many threads of the process may wait at once: all that gRPC has, where their number is fixed (1.51, 1.60).
+  /// Where it has a pool (1.71 and later), one stays free: a pool without a free thread starts more, without a limit.
   static uint32_t MostWaiting() { return std::clamp(gpr_cpu_num_cores() / 2, 2U, 16U); }
 
  private:

@@ -2,8 +2,8 @@
 
 #include "corvalux/host.h"
 
-/// Writes a line to the host's log: [any-thread]. A macro, because the line must carry the place of the call.
-/// The build maps __FILE__ to a path relative to the repository's root, so that builds are reproducible.
+/// Writes a line to the host's log: [any-thread]. A macro, because the line carries the file and line of the call. The
+/// build maps __FILE__ to a path relative to the repository's root, so that builds are reproducible.
 #define CORVALUX_LOG(level, ...) corvalux_log(level, __FILE__, __LINE__, 1, __VA_ARGS__)
 
 namespace corvalux::grpc {

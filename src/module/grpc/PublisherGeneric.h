@@ -29,20 +29,21 @@ class WriterReactorGeneric;
 /// Locks: order is service, then this, then reactor; so never call Remove while holding a reactor's mutex. AwaitHandOut
 ///   takes none, and must be called with none of ours held.
 /// Ownership: lists reactors, owns none; each must Remove itself before it finishes its call.
-/// Delivery: no backlog here; a slow stream keeps what its reactor's queue rule keeps. Publish waits for no client.
+/// Delivery: no backlog here; a slow stream keeps what its reactor's queue rule keeps. Publish never waits for a
+///   client.
 /// Errors: a message that cannot be serialised is logged once (level 4) and reaches nobody.
 /// Cost: without subscribers, one flag read; else one serialisation, then one Write per stream under the mutex.
 template <typename T>
 class PublisherGeneric {
  public:
-  /// Subscribes a reactor; a second time changes nothing.
+  /// Subscribes a reactor; a no-op if it is subscribed already.
   void Add(WriterReactorGeneric<T>* reactor) {
     const std::lock_guard lock(mutex);
     if (std::find(reactors.begin(), reactors.end(), reactor) == reactors.end()) reactors.push_back(reactor);
     hasSubscribers.store(true, std::memory_order_relaxed);
   }
 
-  /// Unsubscribes a reactor. Answers whether it was subscribed: only the first of several callers gets true.
+  /// Unsubscribes a reactor. Returns whether it was subscribed: only the first of several callers gets true.
   bool Remove(WriterReactorGeneric<T>* reactor) {
     const std::lock_guard lock(mutex);
     const auto found = std::find(reactors.begin(), reactors.end(), reactor);
@@ -70,7 +71,7 @@ class PublisherGeneric {
     for (WriterGeneric* writer : reactors) writer->Write(buffer);
   }
 
-  /// Waits until the hand-out that runs now, if one does, has reached every stream.
+  /// Waits until the current hand-out, if any, has reached every stream.
   void AwaitHandOut() const { gate.Wait(); }
 
  private:

@@ -20,7 +20,7 @@ struct ServiceTexts {
   std::string operationFailed = "Operation failed";
 };
 
-/// The part of a service that knows its open streams: creates them, closes them all, forgets what has ended.
+/// The part of a service that keeps its open streams: creates them, closes them all, removes those that have ended.
 /// Threads: CreateStream and ReactorDone on gRPC threads; FinishAll and Empty on the host's thread; all may overlap.
 /// Locks: its mutex comes first, before a publisher's and a reactor's.
 /// Ownership: must be held by a std::shared_ptr. Lists the streams, owns none; each stream holds a share of it.
@@ -29,8 +29,8 @@ class ReactorOwnerGeneric : public std::enable_shared_from_this<ReactorOwnerGene
  public:
   virtual ~ReactorOwnerGeneric() = default;
 
-  /// Forgets a stream that is about to delete itself. Looks from the front: streams that come and go in masses end in
-  /// the order in which they came, and a walk over all of them for each would delay every other stream, and stop.
+  /// Removes a stream that is about to delete itself. Searches from the front: streams that come and go by the thousand
+  /// end in the order in which they came, and a search through all of them would delay every other stream, and a stop.
   virtual void ReactorDone(WriterReactorGeneric<T>* reactor) {
     const std::lock_guard lock(mutex);
     const auto found = std::find(reactors.begin(), reactors.end(), reactor);
@@ -57,7 +57,7 @@ class ReactorOwnerGeneric : public std::enable_shared_from_this<ReactorOwnerGene
     const std::lock_guard lock(mutex);
     if (closing) return nullptr;
     auto reactor = std::make_unique<WriterReactorGeneric<T>>(publisher, this->shared_from_this());
-    // The list's node comes first: once the publisher knows the stream, nothing may fail any more.
+    // The node is allocated first: once the publisher knows the stream, nothing may fail.
     std::list node{reactor.get()};
     publisher->Add(reactor.get());
     reactors.splice(reactors.end(), node);

@@ -6,7 +6,7 @@
 
 namespace corvalux::grpc {
 
-/// What a publisher knows of a stream: it takes messages that are serialised already.
+/// A publisher's view of a stream: takes serialised messages.
 class WriterGeneric {
  public:
   virtual ~WriterGeneric() = default;

@@ -22,10 +22,10 @@ namespace corvalux::grpc {
 /// One client's stream: writes what its publisher hands it, one write at a time, and never reads.
 /// Threads: Write on engine threads; the On... reactions on gRPC threads; FinishAndRemove on either gRPC threads or the
 ///   host's; all may overlap.
-/// Locks: its mutex is the last of ours; gRPC's stream lock is taken below it, by StartWrite. It is released before the
+/// Locks: its mutex is the last of ours; StartWrite takes gRPC's stream lock under it. It is released before the
 ///   publisher is called, because a publisher calls Write with its own mutex held.
-/// Ownership: owns itself, from `new` until the end of OnDone. Shares messages with the other streams. Keeps its
-///   service alive. The publisher must outlive it.
+/// Ownership: owns itself; OnDone deletes it. Shares messages with the other streams. Keeps its service alive. The
+///   publisher must outlive it.
 /// Backpressure: with `keepLatestOnly` at most one message waits, the newest; else at most 1001, newer ones are
 ///   dropped.
 template <typename T>
@@ -45,8 +45,8 @@ class WriterReactorGeneric final : public WriterGeneric, public ::grpc::ServerGe
   WriterReactorGeneric(const WriterReactorGeneric&) = delete;
   WriterReactorGeneric& operator=(const WriterReactorGeneric&) = delete;
 
-  /// Starts writing `message`, or queues it while a write is outstanding. May come before gRPC has bound the stream:
-  /// the library then keeps the write until it has.
+  /// Starts writing `message`, or queues it while a write is outstanding. May be called before gRPC has bound the
+  /// stream: gRPC then holds the write back until it has.
   void Write(std::shared_ptr<::grpc::ByteBuffer> message) override {
     const std::lock_guard lock(mutex);
     if (finished) return;
@@ -160,7 +160,7 @@ class WriterReactorGeneric final : public WriterGeneric, public ::grpc::ServerGe
   bool finished = false;                                         // guarded by mutex; never reset
   std::mutex mutex;
   PublisherGeneric<T>* const publisher;
-  const std::shared_ptr<ReactorOwnerGeneric<T>> owner;  // behind inFlight, so released before it: docs/decisions/0011
+  const std::shared_ptr<ReactorOwnerGeneric<T>> owner;  // after inFlight, so released before it: docs/decisions/0011
   const bool keepLatestOnly;
   ::grpc::WriteOptions writeOptions;
 };

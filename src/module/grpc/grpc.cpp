@@ -31,7 +31,7 @@ namespace {
 
 constexpr int32_t unset = -1;
 
-/// What the host's list says. The environment's two values are read later, when the server is built.
+/// The values of the host's list. The two environment variables are read later, when the server is built.
 struct Settings {
   const char* serverUrl = "0.0.0.0:50005";  ///< host-owned until copied
   int32_t numCqs = unset;
@@ -42,7 +42,7 @@ struct Settings {
   int32_t quotaMaxThreads = unset;
 };
 
-/// Whether the list holds an integer of at least `least`; else `value` is left alone.
+/// Whether the list holds an integer of at least `least`; else `value` is unchanged.
 bool readAtLeast(KeyValueList config, const char* key, int32_t least, int32_t& value) {
   int32_t read = 0;
   if (corvalux_keyValueListGetI(config, key, &read) != 0 || read < least) return false;
@@ -81,7 +81,7 @@ Settings readSettings(KeyValueList config) {
   return settings;
 }
 
-/// The number that a text begins with; nothing if it begins with none.
+/// The number that a text begins with, if it begins with one.
 std::optional<int32_t> leadingNumber(const char* text) {
   char* end = nullptr;
   const long number = std::strtol(text, &end, 10);
@@ -112,8 +112,8 @@ int32_t minPingIntervalMs() {
 
 namespace {
 
-// What a message of unchanged shape does not need is kept out of line: inlined, it would have every entry save and
-// restore the registers that only it uses.
+// Kept out of line, because a message of unchanged shape does not need it: inlined, every entry would save and restore
+// the registers that only this code uses.
 
 /// Not set_key and set_data: they build a temporary string, which allocates for every text over 15 characters.
 [[gnu::noinline]] void copyText(const char* text, std::string* target) { target->assign(text); }
@@ -151,7 +151,7 @@ int32_t fillKeyValue(const KeyValueEntry* entry, EntryCursor<T>* cursor) {
   auto* entries = cursor->target->mutable_entries();
   KeyValue* keyValue = cursor->index < entries->size() ? entries->Mutable(cursor->index) : entries->Add();
   ++cursor->index;
-  // To compare costs half of what a copy does, and a refilled message mostly has the key already.
+  // A comparison costs half as much as a copy, and a refilled message mostly has the key already.
   if (std::strcmp(keyValue->key().c_str(), entry->key) != 0) copyText(entry->key, keyValue->mutable_key());
   convertValue(entry, keyValue->mutable_value());
   return 0;
@@ -373,8 +373,8 @@ constexpr int64_t graceMs = 950;
 constexpr auto serverLimit = 1200ms;  ///< beyond the grace period: gRPC 1.51 can take 100 ms more to join its threads
 constexpr auto stopLimit = 5000ms;    ///< for streams and server together
 
-/// Blocks asynchronous signals on this thread for its lifetime: gRPC 1.51 starts a wait with a deadline again at each
-/// signal that the waiting thread handles. Signals that a fault raises are left alone.
+/// Blocks asynchronous signals on this thread for its lifetime: gRPC 1.51 restarts a timed wait at each signal that the
+/// waiting thread handles. Signals raised by a fault stay unblocked.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -391,10 +391,10 @@ class SignalsBlocked {
   sigset_t previous{};
 };
 
-/// Closes the connections: each client that answers by the deadline first receives all that was written to it, its
-/// final status included. The rest is cancelled then. A client that does not read can keep the library from finishing
-/// for as long as it likes, because a write that has begun must end before its connection is closed. So this runs on a
-/// thread of its own. Returns the state, or nothing at `latest`: the thread then destroys it when the library is done.
+/// Shuts the server down: a client that answers by the deadline first receives all that was written to it, its final
+/// status included. At the deadline the rest is cancelled. A client that does not read can delay the shutdown
+/// indefinitely, because a write that has begun must end before its connection is closed. So it runs on a thread of its
+/// own. Returns the state, or null at `latest`: the thread then destroys the state after the shutdown.
 std::unique_ptr<GrpcModuleState> shutDown(std::unique_ptr<GrpcModuleState> state, gpr_timespec deadline,
                                           std::chrono::steady_clock::time_point latest) {
   using Promise = std::promise<std::unique_ptr<GrpcModuleState>>;
@@ -409,7 +409,7 @@ std::unique_ptr<GrpcModuleState> shutDown(std::unique_ptr<GrpcModuleState> state
       owned->server->Shutdown(deadline);
       promise->set_value(std::unique_ptr<GrpcModuleState>(owned));
     });
-  } catch (const std::exception&) {  // no thread to be had
+  } catch (const std::exception&) {  // no thread available
     state->server->Shutdown(deadline);
     return state;
   }
@@ -422,12 +422,12 @@ std::unique_ptr<GrpcModuleState> shutDown(std::unique_ptr<GrpcModuleState> state
   return result.get();
 }
 
-/// The server ends while router and publishers exist, because the last reactions of cancelled streams call them, and
-/// new calls reach the router as long as the server runs. Returns nothing if that takes too long.
+/// Shuts the server down while router and publishers exist: the last reactions of cancelled streams call them, and new
+/// calls reach the router as long as the server runs. Returns null if that takes too long.
 std::unique_ptr<GrpcModuleState> endServer(std::unique_ptr<GrpcModuleState> state) {
   const auto begin = std::chrono::steady_clock::now();
   // A client that does not read keeps its stream open. Then there is no grace period: the others have had the time of
-  // the wait. The clock is monotonic, because the device's own may be set meanwhile.
+  // the wait. The clock is monotonic: the device's clock may be set meanwhile.
   const auto grace = gpr_time_from_millis(state->router->CloseStreams() ? graceMs : 0, GPR_TIMESPAN);
   const auto latest = std::min(begin + stopLimit, std::chrono::steady_clock::now() + serverLimit);
   return shutDown(std::move(state), gpr_time_add(gpr_now(GPR_CLOCK_MONOTONIC), grace), latest);
@@ -439,7 +439,7 @@ void removeCallbacks(GrpcModuleState& state) {
   removeChangeCallback(state.changeEngine, state.changeRegistration);
 }
 
-/// Undoes a start, however far it came. Engine first, then clients, then server: each step needs what follows it.
+/// Undoes a start, however far it got. Engine first, then clients, then server: each step needs what the next one ends.
 /// The state stays in the slot if the engine throws.
 void teardown(HostModuleRecord* record) {
   auto* const held = static_cast<GrpcModuleState*>(record->moduleSlot);
@@ -470,7 +470,7 @@ namespace {
 int32_t start(HostModuleRecord* record, KeyValueList config) {
   CORVALUX_LOG(logDetail, "%s(%s, %p)", "startCycle", record->name, static_cast<const void*>(config));
   const Settings settings = readSettings(config);
-  // The slot comes first and unseen: stop must find whatever a failed start leaves behind.
+  // The slot is set first, whatever it held: stop must find what a failed start leaves behind.
   auto* state = new GrpcModuleState;
   record->moduleSlot = state;
   if (!startServer(*state, settings)) {

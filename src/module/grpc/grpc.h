@@ -16,7 +16,7 @@ namespace corvalux::grpc {
 
 // ---- Conversion ----
 
-/// Where a walk over a host list stands. Lives on the stack of the engine callback that walks the list.
+/// The position in a walk over a host list. Lives on the stack of the engine callback that walks the list.
 template <typename T>
 struct EntryCursor {
   T* target;          ///< a Meter or a Notification
@@ -28,7 +28,7 @@ struct EntryCursor {
 template <typename T>
 int32_t fillKeyValue(const KeyValueEntry* entry, EntryCursor<T>* cursor);
 
-/// Writes the host's value into `value`. A type code that it does not know leaves `value` as it was.
+/// Writes the host's value into `value`. An unknown type code leaves `value` unchanged.
 void convertValue(const KeyValueEntry* entry, AnyValue* value);
 
 // ---- Callbacks ----
@@ -37,14 +37,14 @@ void convertValue(const KeyValueEntry* entry, AnyValue* value);
 /// return after one flag read. A meter callback must not run concurrently with itself: it refills one message.
 void meterFastCallback(KeyValueList meters, void* user);
 void meterSlowCallback(KeyValueList meters, void* user);
-/// Converts every list, heard or not. May run concurrently with itself.
+/// Converts every list, even without subscribers. May run concurrently with itself.
 void notifyChangesCallback(KeyValueList changes, void* user);
 
 // ---- Router ----
 
-/// The server's only service: passes each call to the service whose prefix its method has.
+/// The server's only service: routes each call to a service by the prefix of its method.
 /// Threads: CreateReactor on gRPC threads, several at once; CloseStreams and the destructor on the host's thread.
-/// Locks: none of its own. CloseStreams takes a service's mutex for single looks, never while it sleeps.
+/// Locks: none of its own. CloseStreams takes a service's mutex for each check, never while it sleeps.
 class GrpcGenericRouter final : public ::grpc::CallbackGenericService {
  public:
   /// Either service may be null: its methods are then answered with UNIMPLEMENTED.
@@ -54,9 +54,8 @@ class GrpcGenericRouter final : public ::grpc::CallbackGenericService {
 
   ::grpc::ServerGenericBidiReactor* CreateReactor(::grpc::GenericCallbackServerContext* context) override;
 
-  /// Ends every stream with CANCELLED, refuses new ones, and waits for the streams to end: up to 2 s a service, in
-  /// steps of 50 ms, then gives up silently. Returns whether every stream has ended.
-  /// A no-op once that is so.
+  /// Ends every stream with CANCELLED, refuses new ones, and waits for the streams to end: up to 2 s for each service,
+  /// polling every 50 ms; then gives up silently. Returns whether every stream has ended. A no-op once they have.
   bool CloseStreams() noexcept;
 
  private:
@@ -66,12 +65,12 @@ class GrpcGenericRouter final : public ::grpc::CallbackGenericService {
 
 // ---- State ----
 
-/// All of a running instance. Created by startCycle, kept in the host record's slot, freed by stopCycle.
-/// The user pointer of every engine callback. Members are destroyed from the last to the first, and their order is
-/// fixed (docs/decisions/0011).
+/// A running instance. Created by startCycle, kept in the host record's slot, freed by stopCycle. The user pointer of
+/// every engine callback. Members are destroyed from the last to the first, and their order is fixed
+/// (docs/decisions/0011).
 struct GrpcModuleState {
-  Meter fastMeter;  ///< refilled by meterFastCallback, which alone touches it
-  Meter slowMeter;  ///< refilled by meterSlowCallback, which alone touches it
+  Meter fastMeter;  ///< used by meterFastCallback only, which refills it
+  Meter slowMeter;  ///< used by meterSlowCallback only, which refills it
   EngineHandle fastEngine = nullptr;
   EngineHandle slowEngine = nullptr;
   CallbackHandle fastRegistration = nullptr;

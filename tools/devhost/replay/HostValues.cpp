@@ -35,11 +35,11 @@ sim::Value hostValueOf(const AnyValue& value) {
   return sim::UnknownKind{noKind};
 }
 
-/// Sets what a module sends for a host's value.
+/// Sets the value that a module sends for a host's value.
 struct Sent {
   AnyValue& value;
 
-  // As a C string: that is how the host hands a text over.
+  // As a C string, because that is how the host passes a text.
   void operator()(const std::string& v) const { value.mutable_string_value()->set_data(v.c_str()); }
   void operator()(float v) const { value.set_float_value(v); }
   void operator()(int32_t v) const { value.set_int_value(v); }

@@ -7,10 +7,10 @@
 
 namespace replay {
 
-/// The host list for which a module sends exactly these bytes: of a Meter, or of a Notification. Nothing when there is
-/// no such list: the bytes are no such message, or one of a newer schema.
-/// A value without a kind becomes one of an unknown kind. In a Meter that gives the same bytes only where the module
-/// has not sent another value at this place before: it keeps that one, as it did in the recording.
+/// The host list for which a module sends exactly these bytes of a Meter or a Notification. Nothing if there is none:
+/// the bytes are not such a message, or are one of a newer schema. A value without a kind becomes one of an unknown
+/// kind. In a Meter that gives the same bytes only if the module has not sent another value at this place before: it
+/// would send that one again, as in the recording.
 std::optional<sim::KeyValues> hostValuesOf(const std::string& message);
 
 }  // namespace replay

@@ -16,17 +16,17 @@ using Clock = std::chrono::steady_clock;
 constexpr Seconds longestWait{1e8};
 constexpr std::chrono::seconds latest{1};
 
-/// The time of the recording, at the pace of the replay.
+/// Waits for a time of the recording, at the pace of the replay.
 class Timer {
  public:
   explicit Timer(double pace) : pace(pace) {}
 
-  /// False when the stop comes before.
+  /// False if stopped before.
   bool WaitUntil(Seconds time, const std::stop_token& stop) {
     const auto due = start + std::chrono::duration_cast<Clock::duration>(std::min(time / pace, longestWait));
     std::unique_lock lock(mutex);
     stopped.wait_until(lock, stop, due, [] { return false; });
-    // After a stand-still of the program it goes on from where it was, instead of making up for all at once.
+    // After a suspension of the program, continue where it was instead of catching up in a burst.
     if (const auto late = Clock::now() - due; late > latest) start += late;
     return !stop.stop_requested();
   }
@@ -47,7 +47,7 @@ Replay::Replay(sim::Engine& engine, Tape& tape, double pace, std::function<void(
           if (!timer.WaitUntil(step->time, stop)) return;
           engine.Emit(step->event, step->list);
         }
-        // Clients get the last message before all ends.
+        // Leaves clients time to receive the last message.
         if (timer.WaitUntil(tape.End(), stop)) atEnd();
       }) {}
 

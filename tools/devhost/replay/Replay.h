@@ -8,11 +8,11 @@
 
 namespace replay {
 
-/// Feeds an engine with a recording while it lives, on a thread of its own.
-/// Ownership: `engine` and `tape` must outlive it; the tape is its own meanwhile.
+/// Feeds an engine with a recording for its lifetime, on a thread of its own.
+/// Ownership: `engine` and `tape` must outlive it; nobody else may use the tape meanwhile.
 class Replay {
  public:
-  /// `pace`: how many times faster than recorded; above 0. `atEnd` runs on that thread, once nothing follows any more.
+  /// `pace`: speed relative to the recording; above 0. `atEnd` runs on that thread after the last list.
   Replay(sim::Engine& engine, Tape& tape, double pace, std::function<void()> atEnd);
 
  private:

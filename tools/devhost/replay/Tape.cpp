@@ -43,7 +43,7 @@ void Tape::Rewind() {
   begin = End();
   try {
     Open();
-  } catch (const std::runtime_error& error) {  // the file is another one by now
+  } catch (const std::runtime_error& error) {  // the file has changed meanwhile
     failure = error.what();
   }
 }

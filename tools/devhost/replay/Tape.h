@@ -20,21 +20,21 @@ struct Step {
   sim::KeyValues list;
 };
 
-/// A recording as what an engine does: once, or pass after pass without an end. Between two passes lies the mean
-/// distance of two messages, so that the beat goes on.
+/// A recording as lists of an engine, once or in an endless loop. Two passes are separated by the mean interval of the
+/// messages, which keeps the cadence.
 /// Threads: one at a time.
 class Tape {
  public:
-  /// Throws std::runtime_error with a sentence when the file cannot be opened, is no recording, or holds nothing.
+  /// Throws std::runtime_error with a sentence when the file cannot be opened, is not a recording, or is empty.
   Tape(std::string path, bool loop);
 
-  /// Nothing at the end, and where the recording cannot be played on.
+  /// Nothing at the end, or where the rest of the recording cannot be played.
   std::optional<Step> Next();
 
-  /// After the end: one sentence that says why it came early; empty when it did not.
+  /// After the end: one sentence why it came early; empty if it did not.
   const std::string& Failure() const { return failure; }
 
-  /// When a further pass would begin.
+  /// When the next pass would begin.
   Seconds End() const;
 
  private:

@@ -20,7 +20,7 @@ class PeakMeter {
   double level = floorDb;
 };
 
-/// A mean of power that forgets with a time constant.
+/// An exponential mean of power with a time constant.
 class RmsMeter {
  public:
   explicit RmsMeter(double integrationSeconds = 0.3) : integration(integrationSeconds) {}

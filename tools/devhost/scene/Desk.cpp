@@ -23,7 +23,7 @@ void change(T& parameter, T value, std::string key, sim::KeyValues& changes) {
   changes.push_back({std::move(key), parameter});
 }
 
-/// A fader's new place: not far from where it was, in steps of half a dB.
+/// A fader's new position: near the old one, in steps of half a dB.
 float ride(float gain, Random& random) {
   const double moved = gain + random.Between(-4, 4) - 0.15 * gain;
   return static_cast<float>(std::clamp(std::round(moved * 2) / 2, -30.0, 10.0));
@@ -50,7 +50,7 @@ Desk::Desk(std::size_t channels, uint64_t seed) : random(seed, purpose), strips(
 }
 
 Desk::Action Desk::Draw() {
-  // Every kind of action comes once the bag is empty, however unlucky the draw.
+  // Drawn without replacement: by the time the bag is empty, every kind of action has occurred.
   if (bag.empty()) {
     using enum Action;
     bag = {ride,   ride,  ride, ride, ride,  ride,     ride,     balance,   mute,  mute,
@@ -100,7 +100,7 @@ void Desk::Do(Action action, sim::KeyValues& changes) {
 }
 
 void Desk::Mute(std::size_t index, sim::KeyValues& changes) {
-  // What is muted comes back: most of the desk is to be heard.
+  // Muted inputs come back: most of the desk should be audible.
   const auto muted = std::find_if(strips.begin(), strips.end(), [](const Strip& strip) { return strip.mute == 1; });
   if (muted != strips.end()) index = static_cast<std::size_t>(muted - strips.begin());
   change(strips[index].mute, 1 - strips[index].mute, "input/" + std::to_string(index + 1) + "/mute", changes);

@@ -26,13 +26,13 @@ struct Strip {
   bool Feeds(uint32_t bus) const;
 };
 
-/// A mixer's parameters, and the hand that moves them.
+/// A mixer's parameters, and the person who changes them.
 class Desk {
  public:
   Desk(std::size_t channels, uint64_t seed);
 
-  /// Does what a person at the desk would do next. Returns what it changed: at least one parameter, none of them
-  /// twice, none with the value that it had.
+  /// Does what a person at the desk might do next. Returns the changes: at least one parameter, each at most once, each
+  /// with a new value.
   sim::KeyValues Act();
 
   const std::vector<Strip>& Strips() const { return strips; }

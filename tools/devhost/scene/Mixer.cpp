@@ -19,7 +19,7 @@ std::string numbered(const char* what, std::size_t index) {
   return std::string(what) + "/" + std::to_string(index + 1) + "/";
 }
 
-/// A hundredth of a dB is all that a meter tells.
+/// A meter shows hundredths of a dB.
 float shown(double db) { return static_cast<float>(std::round(db * 100) / 100); }
 
 std::string timecode(double seconds) {

@@ -7,13 +7,13 @@
 
 namespace scene {
 
-/// A mixing desk at work, as its engine reports it: meters on two cadences, and the parameters that somebody changes.
+/// A mixing desk in use, as its engine reports it: meters on two cadences, and the parameters that somebody changes.
 /// Inputs and buses count from 1; levels are dBFS, never below -120. Every list begins with "counter", which rises by
 /// one from list to list of its kind, starting at 1, so that a client sees what it missed.
 ///
-/// Repeats: the nth list of a kind depends on the settings and on n alone, since each kind runs a course of its own
-/// through the same time. So they agree with each other too: a fader that moves is seen in the levels.
-/// Threads: the three functions may be called at the same time, none of them with itself.
+/// Deterministic: the nth list of a kind depends on the settings and on n alone, because each kind has its own
+///   simulation of the same course. So the lists agree with each other: a fader that moves shows in the levels.
+/// Threads: the three functions may run concurrently, but none with itself.
 class Mixer {
  public:
   explicit Mixer(const MixerSettings& settings);

@@ -6,9 +6,8 @@
 
 namespace scene {
 
-/// Chance that a seed repeats, on every machine: the standard fixes what its engine and its seeding give, but not what
-/// its distributions do with it. `purpose` and `index` give each user numbers of its own, so that none disturbs
-/// another.
+/// Random numbers that are the same for the same seed on every machine: the standard defines the output of its engine
+/// and of its seeding, but not of its distributions. `purpose` and `index` give each user its own sequence.
 class Random {
  public:
   Random(uint64_t seed, uint32_t purpose, uint32_t index = 0) {

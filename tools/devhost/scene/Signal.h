@@ -11,7 +11,7 @@ namespace scene {
 /// Octave bands from 31.5 Hz to 16 kHz.
 constexpr std::size_t bandCount = 10;
 
-/// What kind of source an input has; levels in dBFS, times in seconds.
+/// The kind of source of an input; levels in dBFS, times in seconds.
 struct Character {
   const char* name;
   double level;       ///< of a typical hit
@@ -33,14 +33,14 @@ class Signal {
  public:
   Signal(const Character& character, uint64_t seed, uint32_t index);
 
-  /// Moves on by `seconds`, which should be short against the time between hits.
+  /// Advances by `seconds`, which should be short compared to the time between hits.
   void Step(double seconds);
 
   /// In the last step, dBFS, before any gain.
   double Peak() const { return envelope; }
   double Rms() const { return envelope - character->crest; }
 
-  /// What band `band` has more (or less) than the whole, dB.
+  /// The level of band `band` relative to the whole, dB.
   double BandOffset(std::size_t band) const;
 
  private:

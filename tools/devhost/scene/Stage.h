@@ -38,7 +38,7 @@ struct Bus {
   RmsMeter shortTerm{3.0};
 };
 
-/// What a mixer's meters see over time, for the parameters that a desk has. Costs about 0.1 µs an input and step.
+/// What a mixer's meters measure over time, with a desk's parameters. Costs about 0.1 µs per input and step.
 class Stage {
  public:
   Stage(std::size_t channels, uint64_t seed);

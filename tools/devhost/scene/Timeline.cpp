@@ -12,7 +12,7 @@ Timeline::Timeline(const MixerSettings& settings)
     : desk(settings.channels, settings.seed), stage(settings.channels, settings.seed), changesHz(settings.changesHz) {}
 
 void Timeline::RunTo(double seconds) {
-  // The first step is due at once, so that the first list has something to show.
+  // The first step is due at once, so that the first list has values.
   for (; static_cast<double>(steps) * stepSeconds <= seconds; ++steps) {
     for (; changesHz > 0 && static_cast<double>(actions) <= static_cast<double>(steps) * stepSeconds * changesHz;
          ++actions)

@@ -10,13 +10,14 @@ namespace scene {
 struct MixerSettings {
   std::size_t channels = 8;  ///< at least 1
   uint64_t seed = 1;
-  /// Lists a second. They fix the time between two lists, however fast these are asked for. 0: never ask for one.
+  /// Lists per second. They fix the simulated time between two lists, however fast the lists are requested. 0: never
+  /// request one.
   double fastHz = 25;
   double slowHz = 2;
   double changesHz = 2;
 };
 
-/// A mixer that runs from its first moment on, in steps of 10 ms: the same settings give the same course.
+/// A simulated mixer that runs in steps of 10 ms: the same settings give the same course.
 class Timeline {
  public:
   explicit Timeline(const MixerSettings& settings);

@@ -21,7 +21,8 @@ void Board::ResetHolds() {
   slow.ResetHolds();
 }
 
-/// The slow meters may tell a new value before its change does: so what it replaced is kept until the next one.
+/// The slow meters may bring a new value before its change does, so the value that it replaced is kept until the next
+/// one.
 void Board::Learn(const std::string& key, const std::string& value) {
   Known& entry = known[key];
   if (entry.value != value) entry = {value, std::move(entry.value)};

@@ -13,7 +13,7 @@ namespace corvalux::monitor {
 struct ChangeLine {
   std::chrono::system_clock::time_point time;
   std::string key;
-  std::string before;  ///< empty when it was not known
+  std::string before;  ///< empty if unknown
   std::string after;
 };
 
@@ -35,7 +35,7 @@ class Board {
   /// The newest first.
   const std::deque<ChangeLine>& Changes() const { return changes; }
   const News& Latest() const { return latest; }
-  /// What a strip is called: its name, if one is known, else its prefix.
+  /// A strip's label: its name, if known, else its prefix.
   std::string LabelOf(const std::string& prefix) const;
 
  private:

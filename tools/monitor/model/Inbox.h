@@ -12,7 +12,7 @@
 
 namespace corvalux::monitor {
 
-/// What has arrived since the last look.
+/// What has arrived since the last Collect.
 struct News {
   std::optional<client::Message> fast;   ///< only the newest
   std::optional<client::Message> slow;   ///< only the newest
@@ -22,7 +22,7 @@ struct News {
   std::array<client::StreamStatistics, client::allStreams.size()> statistics;
 };
 
-/// Between the feed and the screen: of meters only the newest message waits, of changes all do, up to a limit.
+/// The queue between the feed and the screen: keeps only the newest message of meters, but all changes, up to a limit.
 /// Threads: Take and Change as Listener; Collect on the screen's thread.
 class Inbox : public client::Listener {
  public:
@@ -39,10 +39,10 @@ class Inbox : public client::Listener {
   News PeekLocked() const;
 
   std::mutex mutex;
-  std::array<std::optional<client::Message>, 2> meters;                // guarded by mutex
-  std::deque<client::Message> changes;                                 // guarded by mutex
-  client::ConnectionState connection;                                  // guarded by mutex
-  std::chrono::steady_clock::time_point connectionSince;               // guarded by mutex
+  std::array<std::optional<client::Message>, 2> meters;                        // guarded by mutex
+  std::deque<client::Message> changes;                                         // guarded by mutex
+  client::ConnectionState connection;                                          // guarded by mutex
+  std::chrono::steady_clock::time_point connectionSince;                       // guarded by mutex
   std::array<client::StreamStatistics, client::allStreams.size()> statistics;  // guarded by mutex
 };
 

@@ -16,7 +16,7 @@ bool isLevel(const client::Value& value) {
   return std::holds_alternative<float>(value) || std::holds_alternative<double>(value);
 }
 
-/// Puts the value where it belongs; a key that repeats joins the others.
+/// Stores the value in its field; a repeated key goes to the others.
 void place(Strip& strip, std::string_view name, const client::Value& value) {
   if (isLevel(value) && (name == "peak" || name == "level") && !strip.peak) {
     strip.peak = clipped(*client::numberOf(value));

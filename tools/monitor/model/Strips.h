@@ -10,7 +10,7 @@
 
 namespace corvalux::monitor {
 
-/// The values of one message whose keys begin alike: a channel, a bus.
+/// The values of one message whose keys share a prefix: a channel, a bus.
 struct Strip {
   std::string prefix;
   std::optional<double> peak;  ///< dBFS

@@ -16,7 +16,7 @@ std::string padded(const std::string& text, int width) {
   return text + std::string(static_cast<std::size_t>(std::max(0, width - widthOf(text))), ' ');
 }
 
-/// In the order of the streams: a table's line is a stream's entry.
+/// A line of the table: an entry of a stream.
 std::string lineOf(const std::string& stream, const std::string& key, const std::string& kind, const std::string& value,
                    int keyWidth) {
   return padded(stream, 8) + " " + padded(key, keyWidth) + "  " + padded(kind, 11) + "  " + value + "\n";
@@ -46,7 +46,7 @@ void FirstMessages::Change(const client::ConnectionState& newState) {
   Look();
 }
 
-/// What is complete stays so, although the device may leave before the program has ended.
+/// Once complete, it stays so, even if the connection is lost before the program has ended.
 void FirstMessages::Look() {
   if (state.phase != client::ConnectionState::Phase::connected) return;
   complete = std::all_of(streams.begin(), streams.end(), [this](client::Stream stream) {

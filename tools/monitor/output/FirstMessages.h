@@ -12,9 +12,8 @@
 
 namespace corvalux::monitor {
 
-/// Waits for the first valid message of each meter stream that was asked for; of the changes it takes what comes, since
-/// they may well be silent. Ends the program as soon as it has all; at once when connected, if only changes were asked
-/// for.
+/// Waits for the first valid message of each requested meter stream. Takes changes if they come, but does not wait for
+/// them: there may be none. Ends the program as soon as it has all; on connection, if only changes were requested.
 /// Threads: as Listener; Table and Report once the feed has ended.
 class FirstMessages : public client::Listener {
  public:
@@ -23,11 +22,11 @@ class FirstMessages : public client::Listener {
   void Take(client::Message message) override;
   void Change(const client::ConnectionState& state) override;
 
-  /// What the program ends with: that of `ending`, but an error of its own when messages are missing.
+  /// The exit code: that of `ending`, or an error of its own if messages are missing.
   ExitCode Result(ExitCode code) const;
-  /// All entries, a line each, with a line of titles.
+  /// All entries, one per line, below a line of titles.
   std::string Table() const;
-  /// One line about the device, without a line's end.
+  /// One line about the device, without a newline.
   std::string Report() const;
 
  private:

@@ -37,7 +37,7 @@ void JsonLines::Write(std::string_view line) {
   }
 }
 
-/// False when the program is to end and nobody reads: then the line stays cut off.
+/// False when the program is to end and nobody reads: the line is cut off then.
 bool JsonLines::WaitUntilWritable() const {
   std::array<pollfd, 2> files = {{{file, POLLOUT, 0}, {ending.File(), POLLIN, 0}}};
   while (true) {

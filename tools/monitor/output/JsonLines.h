@@ -8,12 +8,12 @@
 
 namespace corvalux::monitor {
 
-/// Writes each valid message as a line. A reader of the output that is slow holds the streams back, so that it gets new
-/// messages and no backlog. A reader that has left, or an error, ends the program.
+/// Writes each valid message as a line. A slow reader of the output blocks the streams, so that it gets new messages
+/// instead of a backlog. A closed pipe or an error ends the program.
 /// Threads: as Listener.
 class JsonLines : public client::Listener {
  public:
-  /// `file` stays open and `ending` alive as long as this.
+  /// `file` must stay open, and `ending` exist, for this object's lifetime.
   JsonLines(int file, Ending& ending) : file(file), ending(ending) {}
 
   void Take(client::Message message) override;

@@ -10,8 +10,8 @@
 
 namespace corvalux::monitor {
 
-/// Says on stderr what the feed is doing, which messages were rejected, and which texts were repaired: the first at
-/// once, then their number at most once a second. Threads: as Listener.
+/// Reports on stderr the feed's state, rejected messages and repaired texts: the first at once, then their number at
+/// most once a second. Threads: as Listener.
 class Notes : public client::Listener {
  public:
   explicit Notes(std::string address) : address(std::move(address)) {}
@@ -20,12 +20,12 @@ class Notes : public client::Listener {
   void Change(const client::ConnectionState& state) override;
 
  private:
-  /// How often something happened on a stream.
+  /// How often something happened on a stream, and when it was last reported.
   struct Count {
     uint64_t number = 0;
     std::chrono::steady_clock::time_point reported;
 
-    /// True when it is time to say so.
+    /// True when it is time to report it.
     bool Add(uint64_t more, std::chrono::steady_clock::time_point now);
   };
 

@@ -24,7 +24,7 @@ void Recorder::Take(client::Message message) {
   Try([&] { writer.Write({message.stream, time, std::move(message.bytes)}); });
 }
 
-/// Says once what fails.
+/// Reports the first failure.
 template <typename Action>
 void Recorder::Try(const Action& action) {
   if (failed) return;

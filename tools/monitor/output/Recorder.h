@@ -10,15 +10,14 @@
 
 namespace corvalux::monitor {
 
-/// Writes every message to a file, as it came, those that do not parse included. A file that cannot be written any
-/// more ends the program.
+/// Writes every message to a file as received, even those that do not parse. A write error ends the program.
 /// Threads: as Listener.
 class Recorder : public client::Listener {
  public:
-  /// Throws std::runtime_error when the file cannot be made. `ending` must outlive this.
+  /// Throws std::runtime_error when the file cannot be created. `ending` must outlive this.
   Recorder(const std::string& path, const std::string& address, Ending& ending);
 
-  /// Brings all that came into the file. False when something of it is missing there.
+  /// Flushes the file. False if part of the recording is missing in it.
   bool Finish();
 
   void Take(client::Message message) override;

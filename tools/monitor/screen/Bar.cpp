@@ -14,7 +14,7 @@ namespace {
 constexpr double hotDb = -3;
 constexpr double warmDb = -12;
 
-/// The style of a place on the scale, 0 to 1.
+/// The style of a position on the scale, 0 to 1.
 Style zoneOf(double place) {
   static const double hot = deflection(hotDb);
   static const double warm = deflection(warmDb);

@@ -14,7 +14,7 @@ namespace {
 constexpr int numberWidth = 6;
 constexpr double overDb = -0.05;
 
-/// The columns of a row, by the room there is; an end that equals its begin is not drawn.
+/// The columns of a row, for the available width; a column that ends where it begins is not drawn.
 struct Columns {
   int label;
   int bar;
@@ -111,7 +111,7 @@ void drawMeters(Canvas& canvas, const Area& area, const Board& board, Ui& ui) {
   for (int i = 0; i < area.rows && first + i < place.items; ++i) {
     const Row& row = rows[static_cast<std::size_t>(first) + static_cast<std::size_t>(i)];
     const int at = area.row + i;
-    // The first row always tells the group and the scale, wherever the bridge is scrolled to.
+    // The first row always shows the group and the scale, wherever the bridge is scrolled to.
     if (row.strip && i > 0) {
       drawStrip(canvas, at, columns, *row.strip, board);
       continue;

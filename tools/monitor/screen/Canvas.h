@@ -6,7 +6,7 @@
 
 namespace corvalux::monitor {
 
-/// What a piece of the screen is, for the terminal to colour.
+/// The role of a piece of the screen; the terminal chooses its colour.
 enum class Style { plain, faint, strong, title, good, warm, hot, alert, mark, selected };
 constexpr std::size_t styleCount = 10;
 
@@ -17,7 +17,7 @@ struct Cell {
   bool operator==(const Cell&) const = default;
 };
 
-/// A screen's worth of cells. Writing outside of it is cut off, never an error.
+/// The cells of a screen. Writing outside is clipped, never an error.
 class Canvas {
  public:
   Canvas(int rows, int columns);

@@ -12,7 +12,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// A figure and what it is called; figures line up below each other.
+/// A figure with its label; figures are aligned in columns.
 struct Figure {
   std::string text;
   Style style;
@@ -23,7 +23,7 @@ std::string padded(const std::string& text, int width) {
   return std::string(static_cast<std::size_t>(std::max(0, width - widthOf(text))), ' ') + text;
 }
 
-/// The most important first: what does not fit is left out at the end.
+/// The most important first: those that do not fit are dropped from the end.
 std::vector<Figure> figuresOf(const client::StreamStatistics& statistics, Clock::time_point now) {
   const auto age = statistics.Age(now);
   const bool stale = age && *age > std::chrono::seconds(5);
@@ -59,7 +59,7 @@ void drawStream(Canvas& canvas, const Area& area, client::Stream stream, const B
   }
 }
 
-/// A word for narrow screens, and how it is marked.
+/// The state in a word, for narrow screens, and its style.
 std::pair<std::string, Style> badgeOf(const client::ConnectionState& state) {
   switch (state.phase) {
     case client::ConnectionState::Phase::connected: return {"● live", Style::title};
@@ -88,7 +88,7 @@ void drawHeader(Canvas& canvas, const Area& area, const Board& board, const Ui& 
   const client::ConnectionState& state = board.Latest().state;
   const Area line{area.row + 1, area.column + 1, 1, area.columns - 2};
   if (state.phase == client::ConnectionState::Phase::waiting || state.phase == client::ConnectionState::Phase::ended) {
-    // One row is enough to say; more rows say all of it.
+    // One row has the summary; more rows have the details.
     const std::string sentence = sentenceOf(state, board.Address());
     std::string_view rest = sentence;
     for (int row = line.row; row < area.EndRow() && !rest.empty(); ++row) {

@@ -11,13 +11,13 @@ namespace {
 
 constexpr int cellWidth = 36;
 
-/// One value that is no level.
+/// A value that is not a level.
 struct Item {
   std::string key;
   const client::Value* value;
 };
 
-/// Strips with a level show theirs in the bridge; names are shown as labels.
+/// The bridge shows the values of strips with a level, and names as labels.
 std::vector<Item> itemsOf(const Board& board, const Ui& ui) {
   std::vector<Item> items;
   for (const Strips* strips : {&board.Fast(), &board.Slow()}) {

@@ -16,7 +16,7 @@ char32_t column(double part) {
   return glyphs.at(static_cast<std::size_t>(std::lround(std::clamp(part, 0.0, 1.0) * 7)));
 }
 
-/// What is not a number counts as nothing.
+/// NaN counts as empty.
 float highest(const std::vector<float>& numbers, std::size_t begin, std::size_t end) {
   auto result = static_cast<float>(floorDb);
   bool any = false;

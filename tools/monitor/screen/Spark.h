@@ -6,11 +6,11 @@
 
 namespace corvalux::monitor {
 
-/// True for what can be levels in dBFS: nothing far above 0, and something well below.
+/// True if the numbers can be levels in dBFS: none far above 0, and some well below.
 bool areLevels(const std::vector<float>& numbers);
 
-/// A small spectrum in a row: a column for each number, or for the highest of several neighbours. Levels by the bands'
-/// scale, other numbers between 0 or their lowest and their highest. Returns the column behind it.
+/// A small spectrum in a row: a column for each number, or for the highest of several neighbours. Levels on the bands'
+/// scale, other numbers between their highest and 0 or their lowest. Returns the column after it.
 int drawSpark(Canvas& canvas, int row, int column, int end, const std::vector<float>& numbers);
 
 }  // namespace corvalux::monitor

@@ -14,7 +14,7 @@ namespace {
 constexpr int chartRows = 6;
 constexpr int minimumWidth = 12;
 
-/// A chart of bars, with its name beneath.
+/// A bar chart, with its name below.
 void drawChart(Canvas& canvas, const Area& area, const std::string& name, const std::vector<float>& bands) {
   static constexpr std::array<char32_t, 9> glyphs = {U' ', U'▁', U'▂', U'▃', U'▄', U'▅', U'▆', U'▇', U'█'};
   const int bars = std::min(static_cast<int>(bands.size()), area.columns);
@@ -25,7 +25,7 @@ void drawChart(Canvas& canvas, const Area& area, const std::string& name, const 
     for (int row = 0; row < area.rows - 1; ++row) {
       const double part = std::clamp(height - row, 0.0, 1.0);
       const char32_t glyph = glyphs.at(static_cast<std::size_t>(part * 8));
-      // A gap between bars that are wide enough for it.
+      // Bars that are wide enough have gaps.
       const int end = std::min((bar + 1) * width - (width > 1 ? 1 : 0), area.columns);
       canvas.Fill(area.EndRow() - 2 - row, area.column + bar * width, area.column + end, styleOf(level), glyph);
     }

@@ -14,8 +14,7 @@ namespace corvalux::monitor {
 
 namespace {
 
-/// Colours that stand out on a dark and on a light ground alike; the other attributes carry the meaning without
-/// colours.
+/// Colours that are legible on a dark and on a light background; without colours, the attributes carry the meaning.
 struct Look {
   short rich;   ///< of 256 colours
   short plain;  ///< of 8; -1: the terminal's own
@@ -33,7 +32,7 @@ constexpr std::array<Look, styleCount> looks = {{{-1, -1, A_NORMAL},
                                                  {-1, -1, A_BOLD},
                                                  {-1, -1, A_REVERSE}}};
 
-/// NO_COLOR: a wish that many programs follow.
+/// NO_COLOR: a convention that many programs follow.
 bool colourful() {
   const char* unwanted = std::getenv("NO_COLOR");
   return has_colors() && (!unwanted || !*unwanted);
@@ -51,12 +50,12 @@ void prepareColours() {
 void useStyle(Style style) {
   const Look& look = looks.at(static_cast<std::size_t>(style));
   const bool rich = colourful() && COLORS >= 256 && look.rich >= 0;
-  // A colour of its own needs no dimming on top.
+  // A style with a colour of its own is not dimmed as well.
   attr_set(rich ? look.attributes & ~A_DIM : look.attributes,
            colourful() ? static_cast<short>(static_cast<int>(style) + 1) : static_cast<short>(0), nullptr);
 }
 
-/// For a locale without UTF-8: blocks of any kind become signs of ASCII.
+/// For a locale without UTF-8: replaces block characters by ASCII.
 wchar_t asciiOf(char32_t glyph) {
   if (glyph < 0x80) return static_cast<wchar_t>(glyph);
   switch (glyph) {
@@ -191,7 +190,7 @@ std::optional<Input> Terminal::Next() {
     const int kind = get_wch(&key);
     if (kind == ERR) return std::nullopt;
     if (kind == OK) return characterInput(key);
-    // Others, such as the news of another size, have done their work by being read.
+    // Other keys need no action: ncurses has handled KEY_RESIZE by reading it.
     if (const auto input = keyInput(key)) return input;
   }
 }

@@ -7,9 +7,9 @@
 
 namespace corvalux::monitor {
 
-/// The terminal as a full screen, for its lifetime. What libraries write to stderr meanwhile would spoil it,
-/// so it is kept and written at the end.
-/// Threads: the one that made it. Only one at a time.
+/// The terminal as a full screen, for its lifetime. What libraries write to stderr would corrupt it, so it is buffered
+/// and written at the end.
+/// Threads: the one that created it. Only one at a time.
 class Terminal {
  public:
   /// Throws std::runtime_error when the terminal cannot be used so.
@@ -20,9 +20,9 @@ class Terminal {
 
   int Rows() const;
   int Columns() const;
-  /// What differs from what stands there is written, nothing else: no flicker.
+  /// Writes only the cells that differ, to avoid flicker.
   void Show(const Canvas& canvas);
-  /// The next input, without waiting; nothing when there is none.
+  /// The next input, without waiting; nothing if there is none.
   std::optional<Input> Next();
 
  private:

@@ -13,11 +13,11 @@ namespace corvalux::monitor {
 enum class Panel { meters, values, changes };
 constexpr std::size_t panelCount = 3;
 
-/// What a person has chosen to see.
+/// What the user has chosen to see.
 /// Threads: one at a time.
 class Ui {
  public:
-  /// How a panel stands on the screen; kept by whoever draws it, so that keys and mouse find it.
+  /// Where a panel is on the screen. Set when it is drawn, for keys and mouse.
   struct Place {
     Area area;
     int items = 0;    ///< all there are
@@ -33,13 +33,13 @@ class Ui {
   const std::string& Filter() const { return filter; }
   Panel Focus() const { return focus; }
 
-  /// True once after the key that forgets the held peaks.
+  /// True once after the key that resets the held peaks.
   bool TakeReset();
 
-  /// True for a text that contains the filter, in any case of ASCII letters.
+  /// True for a text that contains the filter; ignores the case of ASCII letters.
   bool Passes(std::string_view text) const;
 
-  /// Notes the place and gives the first item to show, so that the screen is never scrolled past the end.
+  /// Stores the place and returns the first item to show, so that a panel is never scrolled past its end.
   int Settle(Panel panel, const Place& place);
 
  private:

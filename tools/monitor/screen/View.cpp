@@ -13,7 +13,7 @@ constexpr int oneLineColumns = 150;
 
 int headerRows(int rows, int columns) { return rows < 20 || columns >= oneLineColumns ? 2 : 4; }
 
-/// Meters beneath the header; values and changes get what is left, but at least their share.
+/// Meters below the header; values and changes get the rest, but at least their share.
 void stack(Layout& layout, int top, int rows, int columns, int metersWanted, int valuesWanted) {
   const int lists = std::min(rows, std::max(rows / 3, rows - metersWanted - 1));
   const int meters = std::max(0, rows - lists - (lists > 0 ? 1 : 0));

@@ -8,7 +8,7 @@
 
 namespace corvalux::monitor {
 
-/// Where the panels stand on a screen of this size; panels without room have no rows.
+/// Where the panels are on a screen of this size; panels that do not fit have no rows.
 struct Layout {
   Area header;
   Area meters;
@@ -18,10 +18,10 @@ struct Layout {
   Area footer;
 };
 
-/// Beneath each other on a narrow screen, the lists beside the meters on a wide one.
+/// Stacked on a narrow screen, the lists beside the meters on a wide one.
 Layout layoutOf(int rows, int columns, const Board& board, const Ui& ui);
 
-/// Draws everything, as much of it as the canvas has room for.
+/// Draws everything, as much as fits on the canvas.
 void draw(Canvas& canvas, const Board& board, Ui& ui, std::chrono::steady_clock::time_point now);
 
 }  // namespace corvalux::monitor

@@ -5,16 +5,16 @@
 
 namespace corvalux::monitor {
 
-/// Makes the C library read and write UTF-8, unless the user asked for something else. It also knows the widths.
+/// Sets the user's locale, or a UTF-8 one if the user has none. It also defines the glyphs' widths.
 void useUtf8();
 
-/// How many columns a glyph takes on a terminal; a control character counts as the space that replaces it.
+/// The width of a glyph in terminal columns; a control character counts as the space that replaces it.
 int widthOf(char32_t glyph);
-/// How many columns a text takes.
+/// The width of a text.
 int widthOf(std::string_view text);
-/// As many glyphs as there are columns for, removed from the text.
+/// Takes as many glyphs from the text as fit into the columns.
 std::string_view takeColumns(std::string_view& text, int width);
-/// The text, cut with an ellipsis where it is wider.
+/// The text, truncated with an ellipsis if it is wider.
 std::string fitted(std::string_view text, int width);
 
 }  // namespace corvalux::monitor

@@ -6,7 +6,7 @@
 
 namespace corvalux::monitor {
 
-/// What the state means, as a sentence about the address.
+/// The state as a sentence about the address.
 std::string sentenceOf(const client::ConnectionState& state, const std::string& address);
 
 }  // namespace corvalux::monitor

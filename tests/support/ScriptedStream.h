@@ -1,9 +1,6 @@
 #pragma once
 
 #include <grpcpp/generic/async_generic_service.h>
-#include <grpcpp/support/byte_buffer.h>
-#include <grpcpp/support/server_callback.h>
-#include <grpcpp/support/status.h>
 
 #include <condition_variable>
 #include <cstddef>
@@ -12,13 +9,16 @@
 #include <string>
 #include <vector>
 
+#include "support/StreamMock.h"
+
 namespace test {
 
-/// The library's side of one call: keeps what the reactor asks for, and tells the reactor what the test says, in any
-/// order. A second write while one is outstanding, and a write after the end, fail the test.
+/// The library's side of one call in the test's hands: records what the reactor asks for, and reports to the reactor
+/// what the test decides, in any order. A second write while one is outstanding, and a write after the end, fail the
+/// test.
 /// Threads: thread-safe, but for construction, Bind, Done, SetOnWrite and SetOnFinish.
-/// Ownership: a reactor is freed by its OnDone alone, so a call that the test has not ended is ended at last.
-class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::ByteBuffer, ::grpc::ByteBuffer> {
+/// Ownership: a reactor is freed by its OnDone alone, so the destructor calls Done if the test has not.
+class ScriptedStream final : public StreamMock {
  public:
   struct Written {
     const ::grpc::ByteBuffer* buffer;
@@ -26,12 +26,12 @@ class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::B
     ::grpc::WriteOptions options;
   };
 
-  explicit ScriptedStream(::grpc::ServerGenericBidiReactor* call, bool bind = true);
+  explicit ScriptedStream(::grpc::ServerGenericBidiReactor* reactor, bool bind = true);
   ~ScriptedStream() override;
   ScriptedStream(const ScriptedStream&) = delete;
   ScriptedStream& operator=(const ScriptedStream&) = delete;
 
-  // What the library does.
+  // What the library does. From Bind on the reactor's requests arrive; those that it made before arrive first.
   void Bind();
   void CompleteWrite(bool ok = true);
   void CompleteRead(bool ok);
@@ -49,24 +49,18 @@ class ScriptedStream final : public ::grpc::ServerCallbackReaderWriter<::grpc::B
   bool WaitForWrite() const;
   bool WaitForFinish() const;
 
-  /// Runs within each Write of the reactor, first of all; what it throws, Write throws.
+  /// Runs at the beginning of each Write of the reactor; what it throws, Write throws.
   void SetOnWrite(std::function<void()> action) { onWrite = std::move(action); }
 
-  /// Runs within each Finish of the reactor, first of all.
+  /// Runs at the beginning of each Finish of the reactor.
   void SetOnFinish(std::function<void()> action) { onFinish = std::move(action); }
 
   // What the reactor calls.
   void Write(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions options) override;
   void Finish(::grpc::Status status) override;
-  void Read(::grpc::ByteBuffer* message) override;
-  void SendInitialMetadata() override;
-  void WriteAndFinish(const ::grpc::ByteBuffer* message, ::grpc::WriteOptions options, ::grpc::Status status) override;
 
  private:
   ::grpc::internal::ServerReactor* reactor() override { return bidi; }
-  void CallOnDone() override {}
-  // Newer libraries ask for the call behind a stream; there is none, and older ones have nothing to override.
-  grpc_call* call() { return nullptr; }  // NOLINT(modernize-use-override)
 
   ::grpc::ServerGenericBidiReactor* bidi;  // null when done
   std::function<void()> onWrite;

@@ -1,4 +1,4 @@
-#include "unit/ScriptedStream.h"
+#include "support/ScriptedStream.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 
 namespace test {
 
-ScriptedStream::ScriptedStream(::grpc::ServerGenericBidiReactor* call, bool bind) : bidi(call) {
+ScriptedStream::ScriptedStream(::grpc::ServerGenericBidiReactor* reactor, bool bind) : bidi(reactor) {
   if (bind) Bind();
 }
 
@@ -83,15 +83,6 @@ void ScriptedStream::Finish(::grpc::Status status) {
   const std::lock_guard lock(mutex);
   finishes.push_back(std::move(status));
   changed.notify_all();
-}
-
-void ScriptedStream::Read(::grpc::ByteBuffer* /*message*/) { ADD_FAILURE() << "the reactor reads"; }
-
-void ScriptedStream::SendInitialMetadata() { ADD_FAILURE() << "the reactor sends metadata"; }
-
-void ScriptedStream::WriteAndFinish(const ::grpc::ByteBuffer* /*message*/, ::grpc::WriteOptions /*options*/,
-                                    ::grpc::Status /*status*/) {
-  ADD_FAILURE() << "the reactor finishes with a message";
 }
 
 }  // namespace test

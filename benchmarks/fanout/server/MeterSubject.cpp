@@ -1,4 +1,4 @@
-#include "fanout/server/Refill.h"
+#include "fanout/server/MeterSubject.h"
 
 #include <cstring>
 #include <stdexcept>
@@ -34,19 +34,29 @@ int32_t fillEntry(const KeyValueEntry* entry, void* user) {
   return 0;
 }
 
-}  // namespace
-
 void refill(KeyValueList list, corvalux::grpc::Meter& message) {
   Cursor cursor{message.mutable_entries()};
   corvalux_keyValueListForEach(list, fillEntry, &cursor);
   while (message.entries_size() > cursor.index) message.mutable_entries()->RemoveLast();
 }
 
-void hearMeters(sim::Engine& engine, EngineCallback callback, void* user) {
+}  // namespace
+
+void registerForMeters(sim::Engine& engine, EngineCallback callback, void* user) {
   const sim::HostCall call;
   if (!corvalux_engine_addCallbackMeterManager(&engine, 1, callback, user)) {
     throw std::runtime_error("the engine refused the callback");
   }
+}
+
+MeterSubject::MeterSubject(sim::Engine& engine) {
+  registerForMeters(
+      engine, [](KeyValueList list, void* user) { static_cast<MeterSubject*>(user)->Receive(list); }, this);
+}
+
+void MeterSubject::Receive(KeyValueList list) {
+  refill(list, message);
+  Send(message);
 }
 
 }  // namespace bench
