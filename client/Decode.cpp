@@ -13,13 +13,13 @@ namespace corvalux::client {
 
 namespace {
 
-namespace schema = ::corvalux::bytes;
+namespace wire = ::corvalux::bytes;
 using google::protobuf::internal::WireFormatLite;
 
 // So one decoder serves both.
-static_assert(int{schema::Meter::kEntriesFieldNumber} == int{schema::Notification::kEntriesFieldNumber});
+static_assert(int{wire::Meter::kEntriesFieldNumber} == int{wire::Notification::kEntriesFieldNumber});
 
-constexpr uint32_t entryTag = schema::Meter::kEntriesFieldNumber << 3 | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
+constexpr uint32_t entryTag = wire::Meter::kEntriesFieldNumber << 3 | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
 
 template <typename List>
 auto vectorOf(const List& list) {
@@ -27,8 +27,8 @@ auto vectorOf(const List& list) {
 }
 
 /// The only place that converts the schema's kinds to values.
-Value valueOf(const schema::AnyValue& value) {
-  using Any = schema::AnyValue;
+Value valueOf(const wire::AnyValue& value) {
+  using Any = wire::AnyValue;
   switch (value.value_case()) {
     case Any::kStringValue: return std::string(value.string_value().data());
     case Any::kFloatValue: return value.float_value();
@@ -43,7 +43,7 @@ Value valueOf(const schema::AnyValue& value) {
   return {};
 }
 
-void add(const schema::KeyValue& parsed, Decoded& decoded) {
+void add(const wire::KeyValue& parsed, Decoded& decoded) {
   Entry& entry = decoded.entries.emplace_back(Entry{std::string(parsed.key()), valueOf(parsed.value())});
   decoded.repairedTexts += repairUtf8(entry.key) ? 1 : 0;
   if (auto* text = std::get_if<std::string>(&entry.value)) decoded.repairedTexts += repairUtf8(*text) ? 1 : 0;
@@ -75,7 +75,7 @@ std::optional<Decoded> decode(std::string_view message) {
   if (!pieces) return std::nullopt;
   Decoded decoded;
   decoded.entries.reserve(pieces->size());
-  schema::KeyValue entry;
+  wire::KeyValue entry;
   for (const std::string_view piece : *pieces) {
     if (!entry.ParseFromArray(piece.data(), static_cast<int>(piece.size()))) return std::nullopt;
     add(entry, decoded);

@@ -22,9 +22,9 @@ constexpr std::array meterStreams = {Stream::fast, Stream::slow};
 
 std::string textOf(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
-double seconds(Clock::duration time) { return std::round(std::chrono::duration<double>(time).count() * 1000) / 1000; }
+double rounded(Clock::duration time) { return std::round(std::chrono::duration<double>(time).count() * 1000) / 1000; }
 
-Json secondsOrNull(const std::optional<Clock::duration>& time) { return time ? Json(seconds(*time)) : Json(nullptr); }
+Json secondsOrNull(const std::optional<Clock::duration>& time) { return time ? Json(rounded(*time)) : Json(nullptr); }
 
 /// The loudest of all levels, null before the first.
 Json worstOf(Device& device) {
@@ -64,7 +64,7 @@ Json lastChangeOf(const Device& device, Clock::time_point now) {
   const Change& last = changes.front();
   return {{"key", last.entry.key},
           {"value", client::jsonOf(last.entry.value)},
-          {"age", seconds(now - last.arrival.steady)}};
+          {"age", rounded(now - last.arrival.steady)}};
 }
 
 Json streamsOf(const Device& device, Clock::time_point now) {
@@ -102,7 +102,7 @@ Json summaryOf(Device& device, Clock::time_point now) {
 
 Json valueOf(Stream stream, const client::Entry& entry, uint64_t sequence, Clock::duration age) {
   return {{"stream", client::nameOf(stream)},     {"key", entry.key},     {"kind", client::kindName(entry.value)},
-          {"value", client::jsonOf(entry.value)}, {"sequence", sequence}, {"age", seconds(age)}};
+          {"value", client::jsonOf(entry.value)}, {"sequence", sequence}, {"age", rounded(age)}};
 }
 
 Octets event(const char* name, const Json& data) {
