@@ -1,7 +1,9 @@
 #include "gateway/settings/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <limits>
+#include <memory>
 #include <string>
 
 #include "gateway/settings/DeviceList.h"
@@ -40,6 +42,24 @@ struct Texts {
   std::vector<std::string> levels;
 };
 
+/// A file's lists may be empty, and an option's lines need not stand together.
+class File final : public CLI::ConfigBase {
+ public:
+  std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
+    std::vector<CLI::ConfigItem> items;
+    for (CLI::ConfigItem& item : ConfigBase::from_config(input)) {
+      const auto same = std::find_if(items.begin(), items.end(),
+                                     [&item](const auto& known) { return known.fullname() == item.fullname(); });
+      if (same != items.end()) {
+        same->inputs.insert(same->inputs.end(), item.inputs.begin(), item.inputs.end());
+      } else if (!item.inputs.empty()) {
+        items.push_back(std::move(item));
+      }
+    }
+    return items;
+  }
+};
+
 CLI::Validator count(double least, double most) {
   return between(least, most,
                  "a number from " + std::to_string(static_cast<int64_t>(least)) + " to " +
@@ -62,7 +82,7 @@ void addSeconds(CLI::App& app, const char* name, std::chrono::seconds& time, con
 
 CLI::Option* addTexts(CLI::App& app, const char* name, std::vector<std::string>& texts, const char* type,
                       const char* help) {
-  return app.add_option(name, texts, help)->type_name(type)->expected(0, std::numeric_limits<int>::max());
+  return app.add_option(name, texts, help)->type_name(type)->expected(1, std::numeric_limits<int>::max());
 }
 
 void addMain(CLI::App& app, Settings& settings, Texts& texts) {
@@ -71,6 +91,7 @@ void addMain(CLI::App& app, Settings& settings, Texts& texts) {
   app.add_option("--listen", settings.http.listen, "ADDRESS:PORT or unix:PATH; port 0 takes a free one")
       ->type_name("WHERE")
       ->capture_default_str();
+  app.config_formatter(std::make_shared<File>());
   app.set_config("--config", "", "Read options from FILE")->type_name("FILE");
   app.add_flag("--check-config", settings.checkOnly, "Say whether the options are right, and end")->configurable(false);
 }
