@@ -69,14 +69,18 @@ void Session::AwaitRequest() {
 void Session::ReadHeader() {
   parser.emplace();
   parser->header_limit(static_cast<uint32_t>(server.settings.headerBytes));
+  parser->body_limit(boost::none);  // one of any length is refused later, with its own status
   EndAfter(server.settings.headerTime);
+  readingHeader = true;
   http::async_read_header(socket, input, *parser, [self = shared_from_this()](const Error& error, std::size_t) {
+    self->readingHeader = false;
     if (!self->closed) self->OnHeader(error);
   });
 }
 
 void Session::OnHeader(const Error& error) {
   if (!error) return Answer();
+  if (error == asio::error::operation_aborted) return OnSlowHeader();
   const bool malformed = error.category() == http::make_error_code(http::error::bad_method).category() &&
                          error != http::error::end_of_stream && error != http::error::partial_message;
   if (!malformed) return Close();
@@ -86,6 +90,14 @@ void Session::OnHeader(const Error& error) {
                          : errorResponse(400, "not a request: " + error.message()));
 }
 
+/// A client that has not sent anything expects no answer either.
+void Session::OnSlowHeader() {
+  if (input.size() == 0) return Close();
+  keepAlive = false;
+  server.Count("slow", peer.address);
+  Send(errorResponse(408, "the request's header takes too long"));
+}
+
 std::optional<Response> Session::Refusal() {
   const auto& request = parser->get();
   if (request.method() != http::verb::get && request.method() != http::verb::head) {
@@ -93,7 +105,8 @@ std::optional<Response> Session::Refusal() {
     keepAlive = false;
     return errorResponse(405, "only GET and HEAD");
   }
-  if (parser->chunked() || parser->content_length().value_or(0) > 0) {
+  // Any encoding: of one that it does not know the parser takes what follows for the next request.
+  if (request.count(http::field::transfer_encoding) > 0 || parser->content_length().value_or(0) > 0) {
     server.Count("body", peer.address);
     keepAlive = false;
     return errorResponse(413, "a request must not have a body");
@@ -296,8 +309,10 @@ void Session::Watch() {
   timer.async_wait([self = shared_from_this()](const Error&) {
     self->watching = false;
     if (self->closed || self->deadline == steady_clock::time_point::max()) return;
-    if (steady_clock::now() >= self->deadline) return self->Close();
-    self->Watch();
+    if (steady_clock::now() < self->deadline) return self->Watch();
+    if (!self->readingHeader) return self->Close();
+    Error ignored;
+    self->socket.cancel(ignored);
   });
 }
 

@@ -50,6 +50,7 @@ class Session final : public std::enable_shared_from_this<Session> {
   void AwaitRequest();
   void ReadHeader();
   void OnHeader(const Error& error);
+  void OnSlowHeader();
   std::optional<Response> Refusal();
   std::optional<Response> NameRefusal();
   std::optional<Response> AddressRefusal();
@@ -87,6 +88,7 @@ class Session final : public std::enable_shared_from_this<Session> {
 
   boost::beast::flat_buffer input;
   std::optional<Parser> parser;
+  bool readingHeader = false;
   std::unique_ptr<Admission::Ticket> forwardedPlace;  ///< of the proxy's client, for the request
   std::string header;
   Octets body;

@@ -1,4 +1,4 @@
-"""What the tests of the examples share: the development host and a client, as programs."""
+"""What tests of programs share: a program with its output collected, and the development host."""
 import pathlib
 import re
 import signal
