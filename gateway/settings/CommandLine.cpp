@@ -1,13 +1,12 @@
 #include "gateway/settings/CommandLine.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <limits>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "gateway/settings/DeviceList.h"
+#include "gateway/settings/OptionsFile.h"
 #include "program/Between.h"
 
 namespace corvalux::gateway {
@@ -43,61 +42,6 @@ struct Texts {
   std::vector<std::string> levels;
 };
 
-std::string withoutComment(const std::string& line) {
-  bool quoted = false;
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    if (line[i] == '"') quoted = !quoted;
-    if (line[i] == '#' && !quoted) return line.substr(0, i);
-  }
-  return line;
-}
-
-/// Each list on one line: the parser does not know one whose first line is a bracket alone, and takes one that does not
-/// end for a shorter one.
-std::string withListsJoined(std::istream& input) {
-  std::string text;
-  bool within = false;
-  for (std::string line; std::getline(input, line);) {
-    line = CLI::detail::trim_copy(withoutComment(line));
-    const auto value = line.find_first_not_of(" \t=", std::min(line.find('='), line.size()));
-    if (value != std::string::npos && line[value] == '[') within = true;
-    if (line.ends_with(']')) within = false;
-    text += line + (within ? " " : "\n");
-  }
-  if (within) throw CLI::ConfigError("a list in the file does not end", CLI::ExitCodes::ConfigError);
-  return text;
-}
-
-/// A file's lists may be empty, and an option's lines need not stand together.
-class File final : public CLI::ConfigBase {
- public:
-  /// Of the options of `app`, which must outlive this.
-  explicit File(const CLI::App& app) : app(app) {}
-
-  std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
-    std::istringstream text(withListsJoined(input));
-    std::vector<CLI::ConfigItem> items;
-    for (CLI::ConfigItem& item : ConfigBase::from_config(text)) {
-      const auto same = std::find_if(items.begin(), items.end(),
-                                     [&item](const auto& known) { return known.fullname() == item.fullname(); });
-      if (same != items.end()) {
-        same->inputs.insert(same->inputs.end(), item.inputs.begin(), item.inputs.end());
-      } else if (!item.inputs.empty() || !IsList(item.name)) {
-        items.push_back(std::move(item));
-      }
-    }
-    return items;
-  }
-
- private:
-  bool IsList(const std::string& name) const {
-    const CLI::Option* option = app.get_option_no_throw("--" + name);
-    return option && option->get_expected_max() > 1;
-  }
-
-  const CLI::App& app;
-};
-
 CLI::Validator count(double least, double most) {
   return between(least, most,
                  "a number from " + std::to_string(static_cast<int64_t>(least)) + " to " +
@@ -129,7 +73,7 @@ void addMain(CLI::App& app, Settings& settings, Texts& texts) {
   app.add_option("--listen", settings.http.listen, "ADDRESS:PORT or unix:PATH; port 0 takes a free one")
       ->type_name("WHERE")
       ->capture_default_str();
-  app.config_formatter(std::make_shared<File>(app));
+  app.config_formatter(std::make_shared<OptionsFile>(app));
   app.set_config("--config", "", "Read options from FILE")->type_name("FILE");
   app.add_flag("--check-config", settings.checkOnly, "Say whether the options are right, and end")->configurable(false);
 }
