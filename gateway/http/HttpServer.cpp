@@ -3,11 +3,14 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <boost/asio/ip/address.hpp>
 #include <boost/url/authority_view.hpp>
 #include <boost/url/parse.hpp>
+#include <charconv>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -24,20 +27,31 @@ constexpr std::chrono::milliseconds acceptPause{100};
 /// What the system keeps for a client that does not read: little, since it is old when it is read.
 constexpr int sendBuffer = 64 << 10;
 
+constexpr std::size_t longestPath = sizeof(sockaddr_un::sun_path) - 1;
+
 [[noreturn]] void fail(const std::string& where, const std::string& why) {
   throw std::runtime_error("cannot listen on " + where + ": " + why);
+}
+
+[[noreturn]] void refuse(const std::string& where, const std::string& why) {
+  throw std::invalid_argument("cannot listen on '" + where + "': " + why);
 }
 
 asio::ip::tcp::endpoint endpointOf(const std::string& text) {
   const auto authority = boost::urls::parse_authority(text);
   if (!authority || authority->has_userinfo() || !authority->has_port() || authority->port().empty()) {
-    fail(text, "takes ADDRESS:PORT or unix:PATH");
+    refuse(text, "it is neither ADDRESS:PORT nor unix:PATH");
+  }
+  const std::string digits(authority->port());  // the parser's own number wraps around
+  uint16_t port = 0;
+  if (std::from_chars(digits.data(), digits.data() + digits.size(), port).ec != std::errc()) {
+    refuse(text, "there is no such port");
   }
   const std::string host(authority->host_address());
   Error error;
   const auto address = asio::ip::make_address(host == "localhost" ? "127.0.0.1" : host, error);
-  if (error) fail(text, "'" + host + "' is not an address");
-  return {address, authority->port_number()};
+  if (error) refuse(text, "'" + host + "' is not an address");
+  return {address, port};
 }
 
 /// A socket that a process left behind which ended without notice.
@@ -58,7 +72,19 @@ void setOptions(asio::ip::tcp::socket::native_handle_type socket, std::chrono::s
   setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &unanswered, sizeof unanswered);
 }
 
+/// A client of IPv4 has the same address wherever it is accepted.
+std::string textOf(const asio::ip::address& address) {
+  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address.to_string();
+  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
+}
+
 }  // namespace
+
+void checkListen(const std::string& listen) {
+  if (!listen.starts_with("unix:")) return void(endpointOf(listen));
+  const std::size_t size = listen.size() - std::string_view("unix:").size();
+  if (size == 0 || size > longestPath) refuse(listen, "a path has 1 to 107 bytes");
+}
 
 HttpServer::HttpServer(asio::io_context& loop, HttpSettings given, Handler handler, OnRefused onRefused)
     : loop(loop),
@@ -68,6 +94,7 @@ HttpServer::HttpServer(asio::io_context& loop, HttpSettings given, Handler handl
       admission(settings.admission),
       acceptor(Acceptor<Tcp>(loop.get_executor())),
       pause(loop) {
+  checkListen(settings.listen);
   if (settings.listen.starts_with("unix:")) {
     ListenOnFile(settings.listen.substr(5));
   } else {
@@ -80,7 +107,6 @@ HttpServer::~HttpServer() { Close(); }
 
 void HttpServer::ListenOnFile(const std::string& path) {
   Error error;
-  if (path.empty() || path.size() > 107) fail("unix:" + path, "takes a path of 1 to 107 bytes");
   const Local::endpoint endpoint(path);
   removeStale(loop, endpoint);
   auto& local = acceptor.emplace<Acceptor<Local>>(loop.get_executor());
@@ -136,7 +162,7 @@ void HttpServer::AcceptFrom(Acceptor<Protocol>& open) {
     std::string address = "unix";
     if constexpr (std::is_same_v<Protocol, Tcp>) {
       Error gone;
-      address = socket->remote_endpoint(gone).address().to_string();
+      address = textOf(socket->remote_endpoint(gone).address());
       setOptions(socket->native_handle(), settings.stallTime);
     }
     Begin(std::move(*socket), address);

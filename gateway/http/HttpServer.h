@@ -33,6 +33,9 @@ struct HttpSettings {
   std::size_t unsentBytes = 64UL << 20;  ///< of responses, of all clients together
 };
 
+/// Throws std::invalid_argument with a sentence for what is neither ADDRESS:PORT nor unix:PATH.
+void checkListen(const std::string& listen);
+
 /// Serves HTTP/1.1 to all clients.
 /// Threads: the loop's.
 class HttpServer {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "gateway/settings/DeviceList.h"
+#include "gateway/settings/Names.h"
 #include "gateway/settings/OptionsFile.h"
 #include "program/Between.h"
 
@@ -111,9 +112,10 @@ void addMetrics(CLI::App& app, Settings& settings, Texts& texts) {
 
 void place(const Texts& texts, Settings& settings) {
   settings.devices = deviceList(texts.devices);
-  for (const std::string& host : texts.hosts) settings.http.names.hosts.insert(lowered(host));
-  for (const std::string& origin : texts.origins) settings.http.names.origins.insert(lowered(origin));
-  settings.http.trustedProxies.insert(texts.proxies.begin(), texts.proxies.end());
+  checkListen(settings.http.listen);
+  for (const std::string& host : texts.hosts) settings.http.names.hosts.insert(hostName(host));
+  for (const std::string& origin : texts.origins) settings.http.names.origins.insert(originName(origin));
+  for (const std::string& proxy : texts.proxies) settings.http.trustedProxies.insert(proxyName(proxy));
   settings.device.levels = Patterns(texts.levels);
 }
 

@@ -44,13 +44,12 @@ class Gateway(Program):
         self.wait_for("says where it serves", "errors", r"serving \S+\n")
         self.url = re.search(r"serving (\S+)\n", self.texts["errors"])[1]
         parts = urllib.parse.urlsplit(self.url)
-        self.host = parts.hostname  # None on a socket file
-        self.port = parts.port
+        self.port = parts.port  # None on a socket file
 
     def connect(self, source="127.0.0.1"):
         """A connection, from this address of the machine if the gateway is on one."""
-        if self.host:
-            return socket.create_connection((self.host, self.port), PATIENCE, (source, 0))
+        if self.port:
+            return socket.create_connection(("127.0.0.1", self.port), PATIENCE, (source, 0))
         connection = socket.socket(socket.AF_UNIX)
         connection.settimeout(PATIENCE)
         connection.connect(self.url.removeprefix("unix:"))

@@ -117,3 +117,4 @@ with folder() as place, device(f"unix:{place}/desk", "--channels", "250", "--fas
         print(test.__name__.replace("_", " "))
         test(served)
     clients_of_a_proxy_are_told_apart(served, f"unix:{place}/socket", "unix")
+    clients_of_a_proxy_are_told_apart(served, "[::]:0")
