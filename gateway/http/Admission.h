@@ -42,6 +42,9 @@ class Admission {
   std::unique_ptr<Ticket> EnterFrom(const std::string& address);
   /// Whether one more request may come from this address now.
   bool MayAsk(const std::string& address, Clock::time_point now);
+  /// A request of this address took the loop's thread for so long: it counts as many, so that an address has a quarter
+  /// of the thread at most.
+  void Charge(const std::string& address, Clock::duration work);
 
   std::size_t Clients() const { return *clients; }
 
@@ -58,6 +61,7 @@ class Admission {
   const AdmissionLimits limits;
   std::shared_ptr<std::size_t> clients = std::make_shared<std::size_t>(0);
   std::map<std::string, Origin> origins;
+  Clock::time_point swept;  ///< when Forget was called
 };
 
 }  // namespace corvalux::gateway

@@ -89,6 +89,16 @@ TEST(Admission, LimitsTheRateOfRequests) {
   EXPECT_TRUE(admission.MayAsk("a", start + milliseconds(201)));
 }
 
+TEST(Admission, AnAddressPaysForTheTimeThatItsRequestsTake) {
+  Admission admission({.clients = 1, .perAddress = 1, .requestsPerSecond = 10});
+  const Admission::Clock::time_point start = Admission::Clock::now();
+  EXPECT_TRUE(admission.MayAsk("a", start));
+  admission.Charge("a", milliseconds(1000));  // 40 requests, of the 19 that are left
+  EXPECT_FALSE(admission.MayAsk("a", start + milliseconds(2150)));
+  EXPECT_TRUE(admission.MayAsk("a", start + milliseconds(2250)));
+  EXPECT_TRUE(admission.MayAsk("b", start));
+}
+
 TEST(DeviceList, TakesNamesAndMakesMissingOnes) {
   EXPECT_EQ(deviceList({"desk=10.0.0.5"}), (std::vector<DeviceAddress>{{"desk", "10.0.0.5:50005"}}));
   EXPECT_EQ(nameOf("mixer.local"), "mixer-local-50005");
