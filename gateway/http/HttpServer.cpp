@@ -8,6 +8,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <boost/url/authority_view.hpp>
 #include <boost/url/parse.hpp>
+#include <exception>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -33,6 +34,7 @@ asio::ip::tcp::endpoint endpointOf(const std::string& text) {
   if (!authority || authority->has_userinfo() || !authority->has_port() || authority->port().empty()) {
     fail(text, "takes ADDRESS:PORT or unix:PATH");
   }
+  if (authority->port_number() == 0 && authority->port() != "0") fail(text, "a port is a number up to 65535");
   const std::string host(authority->host_address());
   Error error;
   const auto address = asio::ip::make_address(host == "localhost" ? "127.0.0.1" : host, error);
@@ -48,6 +50,12 @@ void removeStale(asio::io_context& loop, const asio::local::stream_protocol::end
   Error error;
   probe.connect(endpoint, error);
   if (error == asio::error::connection_refused) unlink(endpoint.path().c_str());
+}
+
+/// An IPv4 client of a socket for both families shows as its own address, so that it is known by it.
+std::string textOf(const asio::ip::address& address) {
+  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address.to_string();
+  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
 }
 
 void setOptions(asio::ip::tcp::socket::native_handle_type socket, std::chrono::seconds stallTime) {
@@ -127,8 +135,8 @@ template <typename Protocol>
 void HttpServer::AcceptFrom(Acceptor<Protocol>& open) {
   using Socket = asio::basic_stream_socket<Protocol, asio::io_context::executor_type>;
   auto socket = std::make_shared<Socket>(loop.get_executor());
-  open.async_accept(*socket, [this, socket](const Error& error) {
-    if (error == asio::error::operation_aborted) return;
+  open.async_accept(*socket, [this, socket, &open](const Error& error) {
+    if (error == asio::error::operation_aborted || !open.is_open()) return;
     if (error) {  // no descriptors, most likely: some may be free again soon
       pause.expires_after(acceptPause);
       return pause.async_wait([this](const Error& aborted) { aborted ? void() : Accept(); });
@@ -136,10 +144,14 @@ void HttpServer::AcceptFrom(Acceptor<Protocol>& open) {
     std::string address = "unix";
     if constexpr (std::is_same_v<Protocol, Tcp>) {
       Error gone;
-      address = socket->remote_endpoint(gone).address().to_string();
+      address = textOf(socket->remote_endpoint(gone).address());
       setOptions(socket->native_handle(), settings.stallTime);
     }
-    Begin(std::move(*socket), address);
+    try {
+      Begin(std::move(*socket), address);
+    } catch (const std::exception&) {  // of memory, most likely
+      Count("failed", address);
+    }
     Accept();
   });
 }
