@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
+#include <string>
 
 #include "gateway/devices/Choice.h"
 #include "gateway/http/Reply.h"
@@ -24,7 +26,11 @@ class Selection {
   struct Made {
     uint64_t sequence = 0;
     uint64_t after = 0;
-    Octets event;
+    bool none = false;                       ///< no chosen key is in it
+    std::weak_ptr<const std::string> event;  ///< as long as somebody sends it
+    Octets kept;                             ///< longer, when it is small
+
+    Octets Keep(Octets made);
   };
 
   Choice choice;

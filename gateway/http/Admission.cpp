@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::size_t originsLimit = 10'000;
 constexpr double burstSeconds = 2;
+constexpr double share = 0.25;                    ///< of the thread, for one address
+constexpr std::chrono::seconds sweepInterval{1};  ///< each looks at all addresses
 
 /// What counts as one address.
 std::string groupOf(const std::string& text) {
@@ -46,15 +48,15 @@ bool Admission::MayAsk(const std::string& address, Clock::time_point now) {
   return true;
 }
 
-void Admission::Charge(const std::string& address, Clock::duration taken) {
-  const double requests = std::chrono::duration<double>(taken) / std::chrono::duration<double>(requestTime);
-  Of(groupOf(address), Clock::now()).allowance -= std::max(0.0, requests - 1);
+void Admission::Charge(const std::string& address, Clock::duration work) {
+  const double seconds = std::chrono::duration<double>(work).count();
+  Of(groupOf(address), Clock::now()).allowance -= seconds * limits.requestsPerSecond / share;
 }
 
 Admission::Origin& Admission::Of(const std::string& address, Clock::time_point now) {
   const auto known = origins.find(address);
   if (known != origins.end()) return known->second;
-  if (origins.size() >= originsLimit) Forget(now);
+  if (origins.size() >= originsLimit && now - swept >= sweepInterval) Forget(now);
   Origin& origin = origins[address];
   origin.allowance = burstSeconds * limits.requestsPerSecond;
   origin.renewed = now;
@@ -63,9 +65,11 @@ Admission::Origin& Admission::Of(const std::string& address, Clock::time_point n
 
 /// Drops the addresses of which nothing needs to be known: without connections and with their whole allowance.
 void Admission::Forget(Clock::time_point now) {
-  std::erase_if(origins, [now](const auto& each) {
+  swept = now;
+  std::erase_if(origins, [&](const auto& each) {
     const auto passed = std::chrono::duration<double>(now - each.second.renewed).count();
-    return *each.second.connections == 0 && passed >= burstSeconds;
+    return *each.second.connections == 0 &&
+           each.second.allowance + passed * limits.requestsPerSecond >= burstSeconds * limits.requestsPerSecond;
   });
 }
 

@@ -40,13 +40,11 @@ class Admission {
   std::unique_ptr<Ticket> Enter();
   /// A place among the clients of an address; null when there is none.
   std::unique_ptr<Ticket> EnterFrom(const std::string& address);
-  /// What a request may take of the loop's time; one that takes more counts as several.
-  static constexpr std::chrono::milliseconds requestTime{5};
-
   /// Whether one more request may come from this address now.
   bool MayAsk(const std::string& address, Clock::time_point now);
-  /// What a request has taken.
-  void Charge(const std::string& address, Clock::duration taken);
+  /// A request of this address took the loop's thread for so long: it counts as many, so that an address has a quarter
+  /// of the thread at most.
+  void Charge(const std::string& address, Clock::duration work);
 
   std::size_t Clients() const { return *clients; }
 
@@ -63,6 +61,7 @@ class Admission {
   const AdmissionLimits limits;
   std::shared_ptr<std::size_t> clients = std::make_shared<std::size_t>(0);
   std::map<std::string, Origin> origins;
+  Clock::time_point swept;  ///< when Forget was called
 };
 
 }  // namespace corvalux::gateway

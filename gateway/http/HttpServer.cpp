@@ -11,6 +11,7 @@
 #include <boost/url/parse.hpp>
 #include <charconv>
 #include <cstdint>
+#include <exception>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -62,6 +63,12 @@ void removeStale(asio::io_context& loop, const asio::local::stream_protocol::end
   Error error;
   probe.connect(endpoint, error);
   if (error == asio::error::connection_refused) unlink(endpoint.path().c_str());
+}
+
+/// An IPv4 client of a socket for both families shows as its own address, so that it is known by it.
+std::string textOf(const asio::ip::address& address) {
+  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address.to_string();
+  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
 }
 
 void setOptions(asio::ip::tcp::socket::native_handle_type socket, std::chrono::seconds stallTime) {
@@ -153,8 +160,8 @@ template <typename Protocol>
 void HttpServer::AcceptFrom(Acceptor<Protocol>& open) {
   using Socket = asio::basic_stream_socket<Protocol, asio::io_context::executor_type>;
   auto socket = std::make_shared<Socket>(loop.get_executor());
-  open.async_accept(*socket, [this, socket](const Error& error) {
-    if (error == asio::error::operation_aborted) return;
+  open.async_accept(*socket, [this, socket, &open](const Error& error) {
+    if (error == asio::error::operation_aborted || !open.is_open()) return;
     if (error) {  // no descriptors, most likely: some may be free again soon
       pause.expires_after(acceptPause);
       return pause.async_wait([this](const Error& aborted) { aborted ? void() : Accept(); });
@@ -165,7 +172,11 @@ void HttpServer::AcceptFrom(Acceptor<Protocol>& open) {
       address = textOf(socket->remote_endpoint(gone).address());
       setOptions(socket->native_handle(), settings.stallTime);
     }
-    Begin(std::move(*socket), address);
+    try {
+      Begin(std::move(*socket), address);
+    } catch (const std::exception&) {  // of memory, most likely
+      Count("failed", address);
+    }
     Accept();
   });
 }

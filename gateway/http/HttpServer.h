@@ -18,6 +18,7 @@
 #include "gateway/http/NameCheck.h"
 #include "gateway/http/Reply.h"
 #include "gateway/http/Session.h"
+#include "gateway/http/Unsent.h"
 
 namespace corvalux::gateway {
 
@@ -30,7 +31,7 @@ struct HttpSettings {
   std::chrono::seconds headerTime{5};    ///< for it
   std::chrono::seconds idleTime{60};     ///< until the next request
   std::chrono::seconds stallTime{20};    ///< without progress of a write
-  std::size_t unsentBytes = 64UL << 20;  ///< of responses, of all clients together
+  std::size_t unsentBytes = 64UL << 20;  ///< of responses and pieces, of all clients together
 };
 
 /// Throws std::invalid_argument with a sentence for what is neither ADDRESS:PORT nor unix:PATH.
@@ -87,7 +88,7 @@ class HttpServer {
   bool localOnly = true;
   std::set<Session*> sessions;
   std::size_t readers = 0;  ///< sessions that stream
-  std::size_t unsent = 0;   ///< octets of responses
+  Unsent unsent;
   std::map<std::string, uint64_t> refused;
 };
 

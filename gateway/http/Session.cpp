@@ -6,6 +6,7 @@
 #include <boost/beast/http/fields.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
+#include <exception>
 #include <sstream>
 #include <utility>
 
@@ -24,6 +25,8 @@ constexpr std::size_t writeSize = 64 << 10;
 /// What a client may send while it gets a stream.
 constexpr std::size_t discardLimit = 4 << 10;
 constexpr std::chrono::seconds lingerTime{1};
+/// Of a stream, while too much waits for clients.
+constexpr std::chrono::milliseconds restTime{100};
 
 bool isTooLarge(const boost::system::error_code& error) {
   return error == http::error::header_limit || error == http::error::buffer_overflow;
@@ -36,7 +39,11 @@ Session::Session(HttpServer& server, Socket socket, Peer peer)
       socket(std::move(socket)),
       peer(std::move(peer)),
       timer(server.loop),
+      rest(server.loop),
       input(server.settings.headerBytes + 1) {}
+
+/// Open only when an exception has dropped what was pending.
+Session::~Session() { Close(); }
 
 void Session::Start() { ReadHeader(); }
 
@@ -45,7 +52,8 @@ void Session::Close() {
   Error ignored;
   socket.close(ignored);
   timer.cancel();
-  server.unsent -= std::exchange(counted, 0);
+  rest.cancel();
+  Release();
   if (source) --server.readers;
   source.reset();
   forwardedPlace.reset();
@@ -68,6 +76,7 @@ void Session::AwaitRequest() {
 
 void Session::ReadHeader() {
   parser.emplace();
+  headOnly = originTaken = false;
   parser->header_limit(static_cast<uint32_t>(server.settings.headerBytes));
   parser->body_limit(boost::none);  // one of any length is refused later, with its own status
   EndAfter(server.settings.headerTime);
@@ -79,7 +88,14 @@ void Session::ReadHeader() {
 }
 
 void Session::OnHeader(const Error& error) {
-  if (!error) return Answer();
+  if (!error) {
+    try {
+      return Answer();
+    } catch (const std::exception&) {  // of memory, most likely: it ends this connection and nothing else
+      server.Count("failed", peer.address);
+      return Close();
+    }
+  }
   if (error == asio::error::operation_aborted) return OnSlowHeader();
   const bool malformed = error.category() == http::make_error_code(http::error::bad_method).category() &&
                          error != http::error::end_of_stream && error != http::error::partial_message;
@@ -128,7 +144,8 @@ std::optional<Response> Session::NameRefusal() {
   }
   if (request.count(http::field::origin) == 0) return std::nullopt;
   const auto why = server.settings.names.AgainstOrigin(std::string(request[http::field::origin]), host);
-  if (!why && request.count(http::field::origin) == 1) return std::nullopt;
+  originTaken = !why && request.count(http::field::origin) == 1;
+  if (originTaken) return std::nullopt;
   server.Count("origin", peer.address);
   return errorResponse(403, why.value_or("a request has one origin at most"));
 }
@@ -171,21 +188,40 @@ void Session::Answer() {
   const auto target = parser->get().target();
   const auto request = parseTarget({target.data(), target.size()});
   if (!request) return Send(errorResponse(400, "not a target"));
-  const auto begin = steady_clock::now();
-  Reply reply = server.handler(*request);
-  server.admission.Charge(ClientAddress(), steady_clock::now() - begin);
+  Reply reply = ReplyTo(*request);
   if (auto* next = std::get_if<std::unique_ptr<Source>>(&reply)) return Stream(std::move(*next));
   Send(std::get<Response>(reply));
 }
 
+Reply Session::ReplyTo(const Request& request) {
+  const auto begin = steady_clock::now();
+  Reply reply;
+  try {
+    reply = server.handler(request);
+  } catch (const std::exception&) {
+    server.Count("failed", peer.address);
+    reply = errorResponse(500, "failed; the log of the gateway may say more");
+  }
+  server.admission.Charge(ClientAddress(), steady_clock::now() - begin);
+  return reply;
+}
+
+void Session::Hold(Octets octets) {
+  body = std::move(octets);
+  if (body) server.unsent.Add(body);
+}
+
+void Session::Release() {
+  if (body) server.unsent.Remove(body);
+  body.reset();
+}
+
 void Session::Send(const Response& response) {
-  const std::size_t size = response.body->size();
-  if (server.unsent + size > server.settings.unsentBytes && size > 1024) {
+  if (server.unsent.BytesWith(response.body) > server.settings.unsentBytes && response.body->size() > 1024) {
     server.Count("unsent", peer.address);
     return Send(errorResponse(503, "too many responses wait for slow clients"));
   }
-  server.unsent += counted = size;
-  body = response.body;
+  Hold(response.body);
   header = Header(response.status, response.type);
   const std::array<asio::const_buffer, 2> octets{asio::buffer(header),
                                                  asio::buffer(body->data(), headOnly ? 0 : body->size())};
@@ -193,8 +229,7 @@ void Session::Send(const Response& response) {
 }
 
 void Session::OnSent(const Error& error) {
-  server.unsent -= std::exchange(counted, 0);
-  body.reset();
+  Release();
   if (error) return Close();
   keepAlive ? AwaitRequest() : Linger();
 }
@@ -215,7 +250,7 @@ std::string Session::Header(unsigned status, const char* type) const {
   response.set("Content-Security-Policy", "default-src 'none'");
   if (status == 405) response.set(http::field::allow, "GET, HEAD");
   if (status == 503 || status == 429) response.set(http::field::retry_after, "10");
-  if (parser->is_header_done() && parser->get().count(http::field::origin) == 1 && status != 403) {
+  if (originTaken) {
     response.set(http::field::access_control_allow_origin, parser->get()[http::field::origin]);
     response.set(http::field::vary, "Origin");
   }
@@ -266,7 +301,13 @@ void Session::PumpLater() {
 }
 
 void Session::Pump() {
-  body = source->Next();
+  if (server.unsent.Bytes() >= server.settings.unsentBytes) return Rest();
+  try {
+    Hold(source->Next());
+  } catch (const std::exception&) {
+    server.Count("failed", peer.address);
+    return Close();
+  }
   if (body) return Write(asio::const_buffer(asio::buffer(*body)), &Session::OnPiece);
   pumping = false;
   if (!source->Ended()) return;
@@ -275,8 +316,16 @@ void Session::Pump() {
   Linger();
 }
 
+/// The source keeps no backlog meanwhile.
+void Session::Rest() {
+  rest.expires_after(restTime);
+  rest.async_wait([self = shared_from_this()](const Error& error) {
+    if (!error && !self->closed) self->Pump();
+  });
+}
+
 void Session::OnPiece(const Error& error) {
-  body.reset();
+  Release();
   if (error) return Close();
   deadline = steady_clock::time_point::max();
   Pump();

@@ -37,6 +37,9 @@ class Session final : public std::enable_shared_from_this<Session> {
   };
 
   Session(HttpServer& server, Socket socket, Peer peer);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   void Start();
   /// At once. The server may be destroyed after it.
@@ -56,8 +59,13 @@ class Session final : public std::enable_shared_from_this<Session> {
   std::optional<Response> AddressRefusal();
   std::string ClientAddress() const;
 
+  // Octets on their way
+  void Hold(Octets octets);
+  void Release();
+
   // Sending a reply
   void Answer();
+  Reply ReplyTo(const Request& request);
   void Send(const Response& response);
   void OnSent(const Error& error);
   void Linger();
@@ -69,6 +77,7 @@ class Session final : public std::enable_shared_from_this<Session> {
   void Stream(std::unique_ptr<Source> next);
   void PumpLater();
   void Pump();
+  void Rest();
   void OnPiece(const Error& error);
   void DiscardInput();
 
@@ -80,21 +89,22 @@ class Session final : public std::enable_shared_from_this<Session> {
   Socket socket;
   Peer peer;
   boost::asio::steady_timer timer;
+  boost::asio::steady_timer rest;
   std::chrono::steady_clock::time_point deadline;
   bool watching = false;
   bool closed = false;
   bool keepAlive = true;
   bool headOnly = false;
+  bool originTaken = false;  ///< the request has an origin, and it may read the response
 
   boost::beast::flat_buffer input;
   std::optional<Parser> parser;
   bool readingHeader = false;
   std::unique_ptr<Admission::Ticket> forwardedPlace;  ///< of the proxy's client, for the request
   std::string header;
-  Octets body;
-  std::size_t counted = 0;  ///< octets of the body, as the server counts them
+  Octets body;  ///< counted as unsent
   std::unique_ptr<Source> source;
-  bool pumping = false;  ///< a Pump is posted, or a piece is being written
+  bool pumping = false;  ///< a Pump is posted or rests, or a piece is being written
   std::array<char, 512> scratch{};
   bool discarding = false;
   std::size_t discarded = 0;

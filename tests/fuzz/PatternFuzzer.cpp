@@ -1,5 +1,5 @@
-// A pattern and a key. Whatever they are, the pattern matches as a table of all prefixes says, and only what a pattern may
-// not be is refused.
+// A pattern and a key. Whatever they are, the pattern matches as a table of all prefixes says, and only what a pattern
+// may not be is refused.
 #include <algorithm>
 #include <stdexcept>
 #include <string>

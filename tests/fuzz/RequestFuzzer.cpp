@@ -1,5 +1,5 @@
-// Lines: a request's target, its Host, its Origin, then devices as on the command line. Whatever they are, only names that
-// lead to this machine are taken, and only devices with names of their own.
+// Lines: a request's target, its Host, its Origin, then devices as on the command line. Whatever they are, only names
+// that lead to this machine are taken, and only devices with names of their own.
 #include <algorithm>
 #include <set>
 #include <sstream>
