@@ -79,12 +79,6 @@ void setOptions(asio::ip::tcp::socket::native_handle_type socket, std::chrono::s
   setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &unanswered, sizeof unanswered);
 }
 
-/// A client of IPv4 has the same address wherever it is accepted.
-std::string textOf(const asio::ip::address& address) {
-  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address.to_string();
-  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
-}
-
 }  // namespace
 
 void checkListen(const std::string& listen) {
