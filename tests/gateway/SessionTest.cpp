@@ -210,9 +210,4 @@ TEST_F(Sessions, KnowAnIpv4ClientByItsAddressWhenTheyListenOnIpv6) {
   EXPECT_THAT(Refusals(), testing::ElementsAre("host 127.0.0.1"));
 }
 
-TEST_F(Sessions, ListenOnNoPortThatThereIsNot) {
-  settings.listen = "127.0.0.1:65536";
-  EXPECT_THROW(Serve(), std::runtime_error);
-}
-
 }  // namespace corvalux::gateway
