@@ -42,7 +42,7 @@ Octets Selection::EventOf(const Frame& frame) {
 Octets Selection::EventOf(const Picture& picture, uint64_t after) {
   const uint64_t newest = picture.Sequence(client::Stream::changes);
   if (changes.sequence == newest && changes.after == after) {
-    const auto known = changes.event.lock();
+    auto known = changes.event.lock();
     if (known || changes.none) return known;
   }
   changes = {newest, after, false, {}, nullptr};

@@ -14,9 +14,9 @@ namespace {
 void keepNewest(std::vector<client::Entry>& entries) {
   std::unordered_set<std::string_view> keys;
   std::vector<client::Entry> newest;
-  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-    if (keys.insert(entry->key).second) newest.push_back(*entry);
-  }
+  std::for_each(entries.rbegin(), entries.rend(), [&](const client::Entry& entry) {
+    if (keys.insert(entry.key).second) newest.push_back(entry);
+  });
   std::reverse(newest.begin(), newest.end());
   entries = std::move(newest);
 }

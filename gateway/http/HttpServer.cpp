@@ -104,7 +104,12 @@ HttpServer::HttpServer(asio::io_context& loop, HttpSettings given, Handler handl
   Accept();
 }
 
-HttpServer::~HttpServer() { Close(); }
+HttpServer::~HttpServer() {
+  try {
+    Close();
+  } catch (const std::exception&) {  // of memory, most likely: the sessions end with the loop
+  }
+}
 
 void HttpServer::ListenOnFile(const std::string& path) {
   Error error;
@@ -180,7 +185,8 @@ void HttpServer::Begin(Socket socket, const std::string& address) {
   Error ignored;
   socket.non_blocking(true, ignored);
   socket.set_option(asio::socket_base::send_buffer_size(sendBuffer), ignored);
-  Session::Peer peer{address, settings.trustedProxies.contains(address), admission.Enter(), nullptr};
+  Session::Peer peer{address, settings.trustedProxies.contains(address)};
+  peer.place = admission.Enter();
   if (!peer.trusted) peer.addressPlace = admission.EnterFrom(address);
   if (peer.place && (peer.trusted || peer.addressPlace)) {
     const auto session = std::make_shared<Session>(*this, Session::Socket(std::move(socket)), std::move(peer));

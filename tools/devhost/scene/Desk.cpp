@@ -12,7 +12,7 @@ namespace scene {
 
 namespace {
 
-constexpr uint32_t purpose = 2;
+constexpr uint32_t deskPurpose = 2;
 constexpr std::array<const char*, 6> suffixes = {"", " 2", " (spare)", " – côté cour", " ★", " dry"};
 constexpr std::array<uint32_t, 6> colours = {0xE63946, 0xF4A261, 0xE9C46A, 0x2A9D8F, 0x457B9D, 0x9B5DE5};
 
@@ -38,7 +38,7 @@ std::vector<int32_t> panned(Random& random) {
 
 bool Strip::Feeds(uint32_t bus) const { return std::find(routing.begin(), routing.end(), bus) != routing.end(); }
 
-Desk::Desk(std::size_t channels, uint64_t seed) : random(seed, purpose), strips(channels), busGains(busCount) {
+Desk::Desk(std::size_t channels, uint64_t seed) : random(seed, deskPurpose), strips(channels), busGains(busCount) {
   for (std::size_t i = 0; i < channels; ++i) {
     Strip& strip = strips[i];
     strip.gain = ride(0, random);

@@ -11,7 +11,7 @@ namespace scene {
 
 namespace {
 
-constexpr uint32_t purpose = 3;
+constexpr uint32_t mixerPurpose = 3;
 constexpr double sampleRate = 48000;
 constexpr uint32_t blockFrames = 64;
 
@@ -80,7 +80,7 @@ Mixer::Mixer(const MixerSettings& settings)
       fast(settings),
       slow(settings),
       desk(settings.channels, settings.seed),
-      hardware(settings.seed, purpose) {}
+      hardware(settings.seed, mixerPurpose) {}
 
 sim::KeyValues Mixer::NextFast() {
   const double now = fastCount / settings.fastHz;

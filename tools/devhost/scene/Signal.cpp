@@ -7,7 +7,7 @@ namespace scene {
 
 namespace {
 
-constexpr uint32_t purpose = 1;
+constexpr uint32_t signalPurpose = 1;
 constexpr double noiseDb = -88;
 
 constexpr std::array<Character, 8> characters = {{
@@ -27,7 +27,7 @@ constexpr std::array<Character, 8> characters = {{
 const Character& characterOf(std::size_t index) { return characters[index % characters.size()]; }
 
 Signal::Signal(const Character& character, uint64_t seed, uint32_t index)
-    : character(&character), random(seed, purpose, index), wobble(bandCount) {
+    : character(&character), random(seed, signalPurpose, index), wobble(bandCount) {
   untilTurn = character.phrase * random.Between(0.2, 1.5);
   envelope = character.level - random.Between(0, 30);
 }
