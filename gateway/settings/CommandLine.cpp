@@ -23,7 +23,7 @@ constexpr const char* footer =
     "\n"
     "PATTERN: * matches within a segment of a key, ** across segments.\n"
     "\n"
-    "FILE has a line for each option, without its dashes; see corvalux-gateway(1):\n"
+    "FILE is TOML with a key for each option, without its dashes; see corvalux-gateway(1):\n"
     "  listen = \"127.0.0.1:8080\"\n"
     "  device = [\"desk=10.0.0.5\", \"stage=10.0.0.6:50005\"]\n"
     "\n"
