@@ -185,7 +185,9 @@ void HttpServer::Begin(Socket socket, const std::string& address) {
   Error ignored;
   socket.non_blocking(true, ignored);
   socket.set_option(asio::socket_base::send_buffer_size(sendBuffer), ignored);
-  Session::Peer peer{address, settings.trustedProxies.contains(address)};
+  Session::Peer peer;
+  peer.address = address;
+  peer.trusted = settings.trustedProxies.contains(address);
   peer.place = admission.Enter();
   if (!peer.trusted) peer.addressPlace = admission.EnterFrom(address);
   if (peer.place && (peer.trusted || peer.addressPlace)) {
