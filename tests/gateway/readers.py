@@ -95,7 +95,7 @@ def a_reader_that_stops_is_ended(desk):
 
 
 def a_response_that_nobody_reads_is_ended(desk):
-    with Gateway(desk, "--stall-time", "1", "--max-unsent", "1048576") as gateway, gateway.events("?keys=counter") as healthy:
+    with Gateway(desk, "--stall-time", "4", "--max-unsent", "1048576") as gateway, gateway.events("?keys=counter") as healthy:
         wait_for(lambda: len(gateway.text("/api/devices/desk/values")) > 150_000, "values are a large response")
         with contextlib.ExitStack() as connections:
             for _ in range(12):
@@ -103,8 +103,8 @@ def a_response_that_nobody_reads_is_ended(desk):
                 one.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
                 one.sendall(ask(target="/api/devices/desk/values"))
             wait_for(lambda: gateway.status("/api/devices/desk/values") == 503, "too many wait: 503")
-            check(gateway.status("/healthz") == 200, "a small response is still sent")
-            wait_for(lambda: gateway.status("/api/devices/desk/values") == 200, "they are ended, and there is room again", 8)
+            wait_for(lambda: gateway.status("/healthz") == 200, "a small response is still sent", 3)
+            wait_for(lambda: gateway.status("/api/devices/desk/values") == 200, "they are ended, and there is room again", 20)
         check(gateway.metric('corvalux_gateway_refused_total{reason="unsent"}') > 0, "it was counted")
         healthy.is_healthy()
 
