@@ -105,7 +105,7 @@ def a_response_that_nobody_reads_is_ended(desk):
             wait_for(lambda: gateway.status("/api/devices/desk/values") == 503, "too many wait: 503")
             wait_for(lambda: gateway.status("/healthz") == 200, "a small response is still sent", 3)
             wait_for(lambda: gateway.status("/api/devices/desk/values") == 200, "they are ended, and there is room again", 20)
-        check(gateway.metric('corvalux_gateway_refused_total{reason="unsent"}') > 0, "it was counted")
+        wait_for(lambda: (gateway.metric('corvalux_gateway_refused_total{reason="unsent"}') or 0) > 0, "it was counted")
         healthy.is_healthy()
 
 
