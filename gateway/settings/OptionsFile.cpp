@@ -3,6 +3,7 @@
 #define TOML_HEADER_ONLY 1  // NOLINT(modernize-macro-to-enum)
 #include <toml++/toml.h>
 
+#include <iterator>
 #include <sstream>
 
 namespace corvalux::gateway {
@@ -37,8 +38,10 @@ std::vector<std::string> textsOf(const toml::node& value) {
 
 std::vector<CLI::ConfigItem> OptionsFile::from_config(std::istream& input) const {
   std::vector<CLI::ConfigItem> items;
+  // As a whole: the parser moves about in a stream, which a pipe does not let it do.
+  const std::string text(std::istreambuf_iterator<char>(input), {});
   try {
-    for (const auto& [key, value] : toml::parse(input)) {
+    for (const auto& [key, value] : toml::parse(text)) {
       CLI::ConfigItem item;
       item.name = key.str();
       item.inputs = textsOf(value);

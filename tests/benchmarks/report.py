@@ -100,10 +100,14 @@ class Goals(Report):
         self.assertEqual(self.verdict(self.CPU_GOAL), "missed")
 
     def test_is_as_minimal_when_a_second_minimal_is_no_better(self):
-        self.measure("minimal", "cpu", 1000)
-        self.measure("minimal-again", "cpu", 730)
-        self.measure("module", "cpu", 730)
-        self.assertEqual(self.verdict(self.CPU_GOAL), "as minimal")
+        for server, cpu in (("minimal", 1000), ("minimal-again", 1050), ("module", 1050)):
+            self.measure(server, "cpu", cpu, subscribers=1)  # where at most 1.00 is asked for
+        self.assertEqual(self.verdict(self.CPU_GOAL, "W64, 1"), "as minimal")
+
+    def test_below_one_is_missed_even_if_a_second_minimal_is_no_better(self):
+        for server, cpu in (("minimal", 1000), ("minimal-again", 730), ("module", 730)):
+            self.measure(server, "cpu", cpu)
+        self.assertEqual(self.verdict(self.CPU_GOAL), "missed")
 
     def test_is_missed_to_a_broker_even_if_minimal_is_no_better(self):
         for server, cpu in (("nats-server", 1000), ("minimal", 5000), ("module", 910)):
