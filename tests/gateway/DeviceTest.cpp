@@ -23,6 +23,8 @@ using testing::HasSubstr;
 /// A gateway's devices with the loop that serves them, and a device that the test plays.
 class DeviceStates : public testing::Test {
  protected:
+  static constexpr std::size_t largest = 64 << 10;  ///< bytes of a message
+
   void Follow() { devices.Follow({{"desk", address}}); }
   const Device& Desk() const { return *devices.Find("desk"); }
 
@@ -40,7 +42,9 @@ class DeviceStates : public testing::Test {
   const std::string address = folder.UnixAddress();
   boost::asio::io_context loop;
   std::vector<std::string> states;
-  Devices devices{loop, {}, [this](const Device& device) { states.emplace_back(nameOf(device.State())); }};
+  Devices devices{loop, {.limits = {.frameBytes = largest}}, [this](const Device& device) {
+                    states.emplace_back(nameOf(device.State()));
+                  }};
 };
 
 /// Counts what a device calls, and may do something in the last call.
@@ -138,7 +142,7 @@ TEST_F(DeviceStates, KeepTheirValuesWhenOthersComeAndGo) {
 TEST_F(DeviceStates, SurviveMessagesThatAreNotWhatTheyShouldBe) {
   test::FakeDevice device(address);
   device.SendBytes(Stream::fast, "\xFF\xFF");
-  device.SendBytes(Stream::fast, std::string((4 << 20) + 1, 'x'));
+  device.SendBytes(Stream::fast, std::string(largest + 1, 'x'));
   device.Send(Stream::fast, {test::keyValue(std::string(2000, 'k')), test::keyValue("good"), test::keyValue("b\xFF")});
   Follow();
   ASSERT_TRUE(Becomes(DeviceState::live));
