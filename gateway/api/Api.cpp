@@ -75,14 +75,14 @@ Reply Api::Handle(const Request& request) {
   if (path == std::vector<std::string>{"api", "devices"}) {
     return Response{200, "application/json", octets(devicesJson(devices, Clock::now()))};
   }
-  return errorResponse(404, "there is no such page");
+  return errorResponse(404, "unknown page");
 }
 
 Reply Api::OfDevice(const Request& request) {
   const std::string& what = request.path[3];
-  if (what != "values" && what != "stream") return errorResponse(404, "there is no such page");
+  if (what != "values" && what != "stream") return errorResponse(404, "unknown page");
   Device* device = devices.Find(request.path[2]);
-  if (!device) return errorResponse(404, "there is no device with this name");
+  if (!device) return errorResponse(404, "unknown device");
   if (what == "values") {
     const Query query = QueryOf(request, {"keys"});
     return Response{200, "application/json", octets(valuesJson(*device, query.keys, Clock::now()))};
@@ -97,7 +97,7 @@ Api::Query Api::QueryOf(const Request& request, const std::vector<std::string>& 
   std::vector<std::string> keys;
   for (const auto& [name, value] : request.parameters) {
     if (std::find(known.begin(), known.end(), name) == known.end()) {
-      throw std::invalid_argument("there is no parameter '" + name + "' here");
+      throw std::invalid_argument("unknown parameter '" + name + "'");
     }
     if (name == "streams") query.streams = streamsOf(value);
     if (name == "hz") query.hz = rateOf(value, limits.hz);

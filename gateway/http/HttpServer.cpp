@@ -46,7 +46,7 @@ asio::ip::tcp::endpoint endpointOf(const std::string& text) {
   const std::string digits(authority->port());  // the parser's own number wraps around
   uint16_t port = 0;
   if (std::from_chars(digits.data(), digits.data() + digits.size(), port).ec != std::errc()) {
-    refuse(text, "there is no such port");
+    refuse(text, "the port must be 0 to 65535");
   }
   const std::string host(authority->host_address());
   Error error;

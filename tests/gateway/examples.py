@@ -10,5 +10,5 @@ with folder() as place, device(f"unix:{place}/desk"), Gateway(f"desk=unix:{place
         with Program(example, gateway.url.rstrip("/"), "desk", "input/2/rms") as program:
             program.wait_for("prints another key's", "output", r"(?m)^-\d+(\.\d+)?$", 5)
         with Program(example, gateway.url.rstrip("/"), "nobody") as program:
-            wait_for(lambda: program.process.poll() is not None, f"{name} ends when there is no such device")
+            wait_for(lambda: program.process.poll() is not None, f"{name} ends when the device is unknown")
             check(program.process.returncode != 0, f"{name}: with an error")
