@@ -4,6 +4,8 @@
 #include <boost/asio/ip/address.hpp>
 #include <utility>
 
+#include "gateway/http/PlainAddress.h"
+
 namespace corvalux::gateway {
 
 namespace {
@@ -16,11 +18,9 @@ constexpr std::chrono::seconds sweepInterval{1};  ///< each looks at all address
 /// What counts as one address.
 std::string groupOf(const std::string& text) {
   boost::system::error_code error;
-  const auto address = boost::asio::ip::make_address(text, error);
-  if (error || !address.is_v6()) return text;
-  if (address.to_v6().is_v4_mapped()) {
-    return boost::asio::ip::make_address_v4(boost::asio::ip::v4_mapped, address.to_v6()).to_string();
-  }
+  const auto address = plainAddress(boost::asio::ip::make_address(text, error));
+  if (error) return text;
+  if (address.is_v4()) return address.to_string();
   auto bytes = address.to_v6().to_bytes();
   std::fill(bytes.begin() + 8, bytes.end(), 0);
   return boost::asio::ip::make_address_v6(bytes).to_string();

@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "gateway/http/PlainAddress.h"
+
 namespace corvalux::gateway {
 
 namespace {
@@ -63,12 +65,6 @@ void removeStale(asio::io_context& loop, const asio::local::stream_protocol::end
   Error error;
   probe.connect(endpoint, error);
   if (error == asio::error::connection_refused) unlink(endpoint.path().c_str());
-}
-
-/// An IPv4 client of a socket for both families shows as its own address, so that it is known by it.
-std::string textOf(const asio::ip::address& address) {
-  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address.to_string();
-  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
 }
 
 void setOptions(asio::ip::tcp::socket::native_handle_type socket, std::chrono::seconds stallTime) {
@@ -168,7 +164,7 @@ void HttpServer::AcceptFrom(Acceptor<Protocol>& open) {
     std::string address = "unix";
     if constexpr (std::is_same_v<Protocol, Tcp>) {
       Error gone;
-      address = textOf(socket->remote_endpoint(gone).address());
+      address = plainAddress(socket->remote_endpoint(gone).address()).to_string();
       setOptions(socket->native_handle(), settings.stallTime);
     }
     try {

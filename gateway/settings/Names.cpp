@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "gateway/http/NameCheck.h"
+#include "gateway/http/PlainAddress.h"
 
 namespace corvalux::gateway {
 
@@ -33,7 +34,7 @@ std::string proxyName(const std::string& text) {
   boost::system::error_code error;
   const auto address = boost::asio::ip::make_address(text, error);
   if (error) throw std::invalid_argument("--trusted-proxy takes an address or unix, not '" + text + "'");
-  return address.to_string();
+  return plainAddress(address).to_string();
 }
 
 }  // namespace corvalux::gateway

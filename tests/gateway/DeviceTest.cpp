@@ -25,6 +25,11 @@ class DeviceStates : public testing::Test {
  protected:
   static constexpr std::size_t largest = 64 << 10;  ///< bytes of a message
 
+  static DeviceSettings smallMessages() {
+    DeviceSettings settings;
+    settings.limits.frameBytes = largest;
+    return settings;
+  }
   void Follow() { devices.Follow({{"desk", address}}); }
   const Device& Desk() const { return *devices.Find("desk"); }
 
@@ -42,9 +47,7 @@ class DeviceStates : public testing::Test {
   const std::string address = folder.UnixAddress();
   boost::asio::io_context loop;
   std::vector<std::string> states;
-  Devices devices{loop, {.limits = {.frameBytes = largest}}, [this](const Device& device) {
-                    states.emplace_back(nameOf(device.State()));
-                  }};
+  Devices devices{loop, smallMessages(), [this](const Device& device) { states.emplace_back(nameOf(device.State())); }};
 };
 
 /// Counts what a device calls, and may do something in the last call.
