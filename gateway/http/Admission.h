@@ -42,7 +42,7 @@ class Admission {
   std::unique_ptr<Ticket> EnterFrom(const std::string& address);
   /// Whether one more request may come from this address now.
   bool MayAsk(const std::string& address, Clock::time_point now);
-  /// A request of this address took the loop's thread for so long: it counts as many, so that an address has a quarter
+  /// A request of this address cost the loop's thread so much time: it counts as many, so that an address has a quarter
   /// of the thread at most.
   void Charge(const std::string& address, Clock::duration work);
 

@@ -151,7 +151,8 @@ def too_many_requests_are_refused(address):
         with gateway.connect() as connection:
             connection.sendall(30 * ask() + ask("Connection: close"))
             answer = received(connection)
-        check(answer.count(b"HTTP/1.1 200") in range(9, 12), "a burst of two seconds passes")
+        passed = answer.count(b"HTTP/1.1 200")
+        check(passed in range(8, 12), f"a burst of two seconds passes, less the healthy reader and the time it took: {passed}")
         check(b"HTTP/1.1 429" in answer and b"Retry-After: " in answer, "more gets 429")
         check(status_of(gateway.exchange(ask("Connection: close"), source="127.0.0.2")) == 200, "another address is served")
         events.is_healthy()
