@@ -18,7 +18,7 @@ using Json = nlohmann::ordered_json;
 using client::Stream;
 using Clock = Device::Clock;
 
-constexpr std::array meterStreams = {Stream::fast, Stream::slow};
+constexpr std::array summaryStreams = {Stream::fast, Stream::slow};
 
 std::string textOf(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
@@ -29,7 +29,7 @@ Json secondsOrNull(const std::optional<Clock::duration>& time) { return time ? J
 /// The loudest of all levels, null before the first.
 Json worstOf(Device& device) {
   const client::Entry* worst = nullptr;
-  for (const Stream stream : meterStreams) {
+  for (const Stream stream : summaryStreams) {
     const auto frame = device.Values().Newest(stream);
     if (!frame) continue;
     for (const std::size_t place : device.Peaks().In(*frame)) {
@@ -47,7 +47,7 @@ constexpr double mostClips = 1e15;  ///< a double still counts one by one
 /// The sum of all counters of clipped samples, null before the first and for what no counter can have.
 Json clipsOf(Device& device) {
   std::optional<double> sum;
-  for (const Stream stream : meterStreams) {
+  for (const Stream stream : summaryStreams) {
     const auto frame = device.Values().Newest(stream);
     if (!frame) continue;
     for (const std::size_t place : device.Clips().In(*frame)) {
@@ -125,7 +125,7 @@ std::string valuesJson(const Device& device, const Patterns& patterns, Clock::ti
     known.insert(entry.key);
     values.push_back(valueOf(stream, entry, sequence, now - arrived));
   };
-  for (const Stream stream : meterStreams) {
+  for (const Stream stream : summaryStreams) {
     const auto frame = device.Values().Newest(stream);
     if (!frame) continue;
     for (const auto& entry : frame->message.entries) add(stream, entry, frame->sequence, frame->message.arrival.steady);
