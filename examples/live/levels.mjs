@@ -16,7 +16,7 @@ const client = new LiveClient({
   },
 });
 const show = () => {
-  fast.keys.forEach((_, place) => console.log(fast.value(place)));
+  fast.keys.forEach((_, place) => console.log(fast.numbers[place].toFixed(1)));
   client.drawn(); // otherwise there are two updates, and no more
 };
 const { fast } = client.subscribe(

@@ -17,7 +17,7 @@ STAY_AWAY = {1000, 1002, 1003, 1007, 1008, 1009, 4100, 4101}  # it would be the 
 
 def show(entries):
     for entry in entries.entries:
-        print(getattr(entry.value, entry.value.WhichOneof("value")), flush=True)
+        print(f"{getattr(entry.value, entry.value.WhichOneof('value')):.1f}", flush=True)
 
 
 async def view(socket):
