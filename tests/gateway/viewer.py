@@ -58,7 +58,8 @@ class Viewer:
 
     async def __aexit__(self, *_):
         self.socket.transport.abort()
-        with contextlib.suppress(Exception):
+        self.socket.transfer_data_task.cancel()  # it waits for ever if nobody takes what has come
+        with contextlib.suppress(Exception, asyncio.CancelledError):
             await self.socket.wait_closed()
 
     async def say(self, **message):
