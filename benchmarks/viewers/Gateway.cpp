@@ -17,6 +17,8 @@ std::unique_ptr<ServerProcess> startGateway(uint16_t port, uint16_t modulePort, 
                                             "4096",
                                             "--max-clients-per-address",
                                             "4096",
+                                            "--max-viewers",
+                                            "4096",
                                             "--max-requests",
                                             "100000"};
   return startListening("gateway", command, port, folder);

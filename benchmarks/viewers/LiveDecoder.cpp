@@ -15,7 +15,8 @@ namespace live = corvalux::live;
 using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedInputStream;
 
-constexpr int64_t acknowledgeNs = 100'000'000;
+/// A page that draws 30 times a second, as often as it may acknowledge.
+constexpr int64_t acknowledgeNs = 1'000'000'000 / 30;
 
 std::string frameOf(const live::FromViewer& message) {
   return webSocket::fromClient(webSocket::binary, message.SerializeAsString());
@@ -39,7 +40,7 @@ std::string subscribe() {
 /// Of viewers that get an update at the same time, each acknowledges at another.
 int64_t nextPhaseNs() {
   static int64_t phase = 0;
-  constexpr int64_t stepNs = 37'000'000;
+  constexpr int64_t stepNs = 7'300'000;
   return phase = (phase + stepNs) % acknowledgeNs;
 }
 
@@ -115,8 +116,9 @@ void LiveDecoder::Take(const live::ToViewer& message, const Reply& reply) {
 }
 
 void LiveDecoder::Tick(int64_t nowNs, const Reply& reply) {
-  if (nowNs < nextNs || !acknowledges || updates == acknowledged) return;
+  if (!acknowledges || nowNs < nextNs) return;
   nextNs += (1 + (nowNs - nextNs) / acknowledgeNs) * acknowledgeNs;
+  if (updates == acknowledged) return;
   acknowledged = updates;
   live::FromViewer message;
   message.mutable_acknowledge()->set_updates(updates);

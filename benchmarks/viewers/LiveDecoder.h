@@ -11,7 +11,7 @@ namespace bench {
 /// to keep its own cost out of the measurement.
 class LiveDecoder final : public Decoder {
  public:
-  /// One that acknowledges says so each 100 ms, at times of its own.
+  /// One that acknowledges does so 30 times a second, each viewer at times of its own.
   LiveDecoder(const NumberOffsets& numberOffsets, bool acknowledges);
 
   std::string Greeting() const override;

@@ -37,7 +37,7 @@ bool isGateway(const std::string& kind) { return kind == "gateway" || kind == "g
 /// What a server of this kind and its subscribers speak.
 std::string protocolOf(const std::string& kind) {
   if (kind == "gateway") return "live";
-  if (kind == "gateway-tcp" || kind == "frames") return "live-unacknowledged";
+  if (kind == "gateway-tcp" || kind == "frames") return "live-tcp";
   return isBroker(kind) ? kind : "grpc";
 }
 

@@ -137,7 +137,7 @@ std::unique_ptr<Decoder> makeDecoder(const std::string& protocol, const NumberOf
   if (protocol == "redis-server") return std::make_unique<RedisDecoder>(protocol, numberOffsets);
   if (protocol == "mosquitto") return std::make_unique<MqttDecoder>(protocol, numberOffsets);
   if (protocol == "live") return std::make_unique<LiveDecoder>(numberOffsets, true);
-  if (protocol == "live-unacknowledged") return std::make_unique<LiveDecoder>(numberOffsets, false);
+  if (protocol == "live-tcp") return std::make_unique<LiveDecoder>(numberOffsets, false);
   return std::make_unique<Http2Decoder>(numberOffsets);
 }
 

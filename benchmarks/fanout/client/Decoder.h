@@ -50,7 +50,8 @@ class Decoder {
   virtual bool Joined() const { return false; }
 };
 
-/// For the gRPC servers and the floor ("grpc"), for viewers ("live", "live-unacknowledged"), or for a broker by its name.
+/// For the gRPC servers and the floor ("grpc"), for a broker by its name, or for viewers: "live"
+/// acknowledges, "live-tcp" does not.
 std::unique_ptr<Decoder> makeDecoder(const std::string& protocol, const NumberOffsets& numberOffsets);
 
 }  // namespace bench

@@ -31,7 +31,7 @@ Subscribers::Subscribers(std::string protocol, uint16_t port, const NumberOffset
       port(port),
       numberOffsets(numberOffsets),
       poll(epoll_create1(EPOLL_CLOEXEC)),
-      ticks(this->protocol == "live"),
+      ticks(this->protocol.starts_with("live")),
       received(readSize) {
   if (poll < 0) throwErrno("epoll_create1");
 }
