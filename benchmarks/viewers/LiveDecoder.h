@@ -7,8 +7,8 @@
 
 namespace bench {
 
-/// A viewer of the device "desk" that only counts updates of its fast meters. Of an update it looks for the entries alone,
-/// to keep its own cost out of the measurement.
+/// A viewer of the device "desk" that only counts updates of its fast meters. Of an update it looks for the entries
+/// alone, to keep its own cost out of the measurement.
 class LiveDecoder final : public Decoder {
  public:
   /// One that acknowledges does so 30 times a second, each viewer at times of its own.

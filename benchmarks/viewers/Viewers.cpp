@@ -1,5 +1,5 @@
-// Measures live viewers of the gateway beside other ways to the same values: in every round each way is measured at each
-// number of viewers, in an order that changes from round to round. Writes one line per figure.
+// Measures live viewers of the gateway beside other ways to the same values: in every round each way is measured at
+// each number of viewers, in an order that changes from round to round. Writes one line per figure.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>

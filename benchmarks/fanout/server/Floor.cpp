@@ -101,7 +101,8 @@ class FloorSubject final : public Subject {
   void Accept() {
     const int socket = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (socket < 0) return;
-    epoll_event event{EPOLLIN | EPOLLOUT | EPOLLET, {.ptr = &connections.emplace_back(Connection{socket, framing.answer.empty(), {}})}};
+    Connection& connection = connections.emplace_back(Connection{socket, framing.answer.empty(), {}});
+    epoll_event event{EPOLLIN | EPOLLOUT | EPOLLET, {.ptr = &connection}};
     if (epoll_ctl(poll, EPOLL_CTL_ADD, socket, &event) != 0) throwErrno("epoll_ctl");
   }
 
