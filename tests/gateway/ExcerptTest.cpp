@@ -96,7 +96,9 @@ TEST_F(Excerpts, RepairWhatIsNotUtf8) {
   const auto excerpt = Of();
   auto span = excerpt->Begin(Stream::fast);
   SendBytes(Stream::fast, std::string("\x0a\x08\x0a\x02\xff\x61\x12\x02\x20\x07", 10));
-  EXPECT_THAT(entriesOf(excerpt->EntriesOf(Stream::fast, span)), ElementsAre(Entry{"\xef\xbf\xbd" "a", 7U}));
+  EXPECT_THAT(entriesOf(excerpt->EntriesOf(Stream::fast, span)), ElementsAre(Entry{"\xef\xbf\xbd"
+                                                                                   "a",
+                                                                                   7U}));
 }
 
 TEST_F(Excerpts, KeepThePeaksOfMergedMessagesAndTheNewestOfEverythingElse) {
@@ -160,7 +162,8 @@ TEST_F(Excerpts, CarryEveryKeyThatChangedWithItsNewestValue) {
               ElementsAre(Entry{"gain", 2.0F}, Entry{"mute", 1.0F}, Entry{"gain", 3.0F}))
       << "one message is as it came";
   Send(Stream::changes, {entry("mute", 0)});
-  EXPECT_THAT(entriesOf(excerpt->EntriesOf(Stream::changes, span)), ElementsAre(Entry{"gain", 3.0F}, Entry{"mute", 0.0F}));
+  EXPECT_THAT(entriesOf(excerpt->EntriesOf(Stream::changes, span)),
+              ElementsAre(Entry{"gain", 3.0F}, Entry{"mute", 0.0F}));
   EXPECT_THAT(entriesOf(excerpt->AllChanges().first),
               ElementsAre(Entry{"old", 1.0F}, Entry{"gain", 3.0F}, Entry{"mute", 0.0F}));
 }
