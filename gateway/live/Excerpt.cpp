@@ -41,8 +41,7 @@ class Entries {
   /// All of them are the frame's octets.
   bool AreAsTheyCame() const { return serialised.has_value(); }
   void Append(std::size_t place, std::string& to) const {
-    serialised ? client::appendEntry((*serialised)[place], to)
-               : client::appendEntry(frame.message.entries[place], to);
+    serialised ? client::appendEntry((*serialised)[place], to) : client::appendEntry(frame.message.entries[place], to);
   }
 
  private:
@@ -54,6 +53,10 @@ class Entries {
 
 Excerpt::Excerpt(Device& device, Patterns keys, Patterns peaks)
     : device(&device), keys(std::move(keys)), peaks(std::move(peaks)) {
+  // Now, while it is charged to whoever wants it.
+  for (const Stream stream : {Stream::fast, Stream::slow}) {
+    if (const auto frame = device.Values().Newest(stream)) FindPeaks(*frame, meters.at(indexOf(stream)));
+  }
   device.Add(*this);
 }
 

@@ -56,6 +56,8 @@ class Subscription final : private Excerpt::Follower {
   bool Gone() const { return excerpt->Of() == nullptr; }
   /// Whether all of the snapshot has been sent.
   bool Shown() const { return next == wanted.streams.size(); }
+  /// Whether it holds the values of a snapshot of which a part has been sent.
+  bool Showing() const { return present.has_value(); }
 
  private:
   /// A stream of the device, as far as the viewer has it.
@@ -70,8 +72,8 @@ class Subscription final : private Excerpt::Follower {
   struct Present {
     Octets octets;
     Unsent::Hold hold;
-    std::vector<std::size_t> ends;  ///< of its entries
-    std::size_t sent = 0;           ///< entries
+    std::vector<std::size_t> ends;            ///< of its entries
+    std::size_t sent = 0;                     ///< entries
     std::vector<Clock::time_point> arrivals;  ///< of changes; of meters there is one
   };
 

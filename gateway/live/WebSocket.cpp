@@ -105,7 +105,8 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
  public:
   Connection(Session::Socket socket, std::size_t messageBytes, User& user)
       : stream(std::move(socket)), timer(stream.get_executor()), user(&user) {
-    stream.set_option(websocket::stream_base::timeout{websocket::stream_base::none(), websocket::stream_base::none(), false});
+    stream.set_option(
+        websocket::stream_base::timeout{websocket::stream_base::none(), websocket::stream_base::none(), false});
     stream.read_message_max(messageBytes);
   }
 
@@ -133,9 +134,8 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
       written = line().Lowest().write_some(buffers, error);
       if (written == head.size() + piece.size) return true;
     }
-    line().Begin([self = shared_from_this(), head = std::move(head), piece, written] {
-      self->WriteRest(head, piece, written);
-    });
+    line().Begin(
+        [self = shared_from_this(), head = std::move(head), piece, written] { self->WriteRest(head, piece, written); });
     return false;
   }
 
@@ -145,6 +145,7 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     timer.async_wait([self = shared_from_this()](const Error& error) {
       if (!error) self->Drop();
     });
+    if (!stream.is_open()) return;  // its handshake, or the end that the viewer asked for, has as long
     const websocket::close_reason why(static_cast<websocket::close_code>(reason.code), reason.text);
     stream.async_close(why, [self = shared_from_this()](const Error&) {
       self->Drop();
@@ -153,6 +154,13 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
   }
 
   bool Closing() const { return closing || !stream.is_open(); }
+
+  /// Ends what is pending.
+  void Drop() {
+    Error ignored;
+    line().Lowest().close(ignored);
+    timer.cancel();
+  }
 
   /// Nobody is called from here on; the connection ends.
   void Leave() {
@@ -194,13 +202,6 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     Read();
   }
 
-  /// Ends what is pending.
-  void Drop() {
-    Error ignored;
-    line().Lowest().close(ignored);
-    timer.cancel();
-  }
-
   void End() {
     Drop();
     if (auto* last = std::exchange(user, nullptr)) last->OnEnd();
@@ -228,6 +229,8 @@ WebSocket::~WebSocket() { connection->Leave(); }
 bool WebSocket::Write(std::string head, const Piece& piece) { return connection->Write(std::move(head), piece); }
 
 void WebSocket::Close(const Reason& reason) { connection->Close(reason); }
+
+void WebSocket::Drop() { connection->Drop(); }
 
 bool WebSocket::Closing() const { return connection->Closing(); }
 
