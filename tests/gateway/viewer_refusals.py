@@ -1,6 +1,6 @@
 """What the gateway refuses of viewers: each with a text and a code that says whether to come back; others notice nothing."""
-import asyncio
 import array
+import asyncio
 import contextlib
 import fcntl
 import os
