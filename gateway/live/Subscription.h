@@ -56,6 +56,8 @@ class Subscription final : private Excerpt::Follower {
   bool Gone() const { return excerpt->Of() == nullptr; }
   /// Whether all of the snapshot has been sent.
   bool Shown() const { return next == wanted.streams.size(); }
+  /// Whether it holds the values of a snapshot of which a part has been sent.
+  bool Showing() const { return present.has_value(); }
 
  private:
   /// A stream of the device, as far as the viewer has it.
