@@ -28,10 +28,13 @@ class Window {
     Clock::time_point sent;
   };
 
-  /// Whether one more of a stream may be sent while `flying` of it are on their way.
-  bool Allows(std::size_t flying, Seconds period) const {
-    const double more = period.count() > 0 ? std::min(Trip(), longest).count() / period.count() : 0;
-    return flying < least + static_cast<std::size_t>(more);
+  /// Whether one more of a stream may be sent while `flying` of it are on their way. A viewer that has acknowledged
+  /// several `together` does so rarely, and must not run dry meanwhile.
+  bool Allows(std::size_t flying, std::size_t together, Seconds period) const {
+    if (period.count() <= 0) return flying < least;
+    const auto worth = static_cast<std::size_t>(std::min(Trip(), longest) / period);
+    const auto rarely = std::min(std::max<std::size_t>(together, 1) - 1, static_cast<std::size_t>(longest / period));
+    return flying < least + std::max(worth, rarely);
   }
 
   void Sent(const Flight& flight) { flights.push_back(flight); }
