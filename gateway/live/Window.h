@@ -4,8 +4,8 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
+#include <vector>
 
 namespace corvalux::gateway {
 
@@ -47,10 +47,9 @@ class Window {
     // From the oldest: an acknowledgement may be for many.
     if (newly > 0) Measure(now - flights.front().sent, now);
     drawn = updates;
-    for (uint32_t i = 0; i < newly; ++i) {
-      landed(flights.front());
-      flights.pop_front();
-    }
+    const auto end = flights.begin() + newly;
+    for (auto flight = flights.begin(); flight != end; ++flight) landed(*flight);
+    flights.erase(flights.begin(), end);
     return true;
   }
   /// Since when an acknowledgement is awaited.
@@ -70,7 +69,7 @@ class Window {
     current = std::min(current, trip);
   }
 
-  std::deque<Flight> flights;
+  std::vector<Flight> flights;
   uint32_t drawn = 0;
   Clock::time_point since;
   Seconds current{0};
