@@ -166,12 +166,13 @@ void Viewer::Begin(const live::Subscribe& subscribe) {
 }
 
 void Viewer::Take(const live::Acknowledge& acknowledge) {
-  const auto landed = [this](const Window::Flight& flight) {
+  const auto now = Clock::now();
+  const auto landed = [this, now](const Window::Flight& flight) {
     const auto found = subscriptions.find(flight.subscription);
     if (found == subscriptions.end() || found->second->Serial() != flight.serial) return;
-    found->second->Landed(flight.stream);
+    found->second->Landed(flight.stream, now);
   };
-  if (!hello->acknowledges() || !window.Acknowledge(acknowledge.updates(), Clock::now(), landed)) {
+  if (!hello->acknowledges() || !window.Acknowledge(acknowledge.updates(), now, landed)) {
     Refuse(live::ERROR_CODE_BAD_MESSAGE, "acknowledges what was not sent");
   }
 }

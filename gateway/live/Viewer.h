@@ -3,7 +3,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -87,7 +87,7 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
   double mayStill = 0;  ///< messages
   Clock::time_point counted = begun;
 
-  std::deque<std::string> outbox;            ///< messages that come before values
+  std::list<std::string> outbox;             ///< messages that come before values; takes no memory while there is none
   std::optional<Clock::time_point> writing;  ///< since when a message is on its way to the socket
   Unsent::Hold written;
   Window window;

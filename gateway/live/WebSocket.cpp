@@ -6,9 +6,9 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <boost/beast/websocket/stream.hpp>
-#include <deque>
 #include <exception>
 #include <functional>
+#include <list>
 #include <utility>
 
 namespace corvalux::gateway {
@@ -67,7 +67,7 @@ class Line {
  private:
   Socket socket;
   bool busy = false;
-  std::deque<std::function<void()>> waiting;
+  std::list<std::function<void()>> waiting;  ///< takes no memory while there is none
 };
 
 // Beast finds these by their names.
