@@ -1,9 +1,11 @@
 // Builds the page into dist/page: index.html, and what it needs under names that have a hash of the contents, each with
 // a compressed copy beside it. Nothing in it depends on when or where it is built.
 import { build } from 'esbuild';
+import { Buffer } from 'node:buffer';
 import { createHash } from 'node:crypto';
 import { mkdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { dirname, join } from 'node:path';
+import process from 'node:process';
 import { fileURLToPath } from 'node:url';
 import { gzipSync } from 'node:zlib';
 
@@ -39,7 +41,10 @@ mkdirSync(join(target, 'assets'), { recursive: true });
 const icon = asset('icon.svg', readFileSync(join(page, 'icon.svg')));
 const names = {
   'icon.svg': icon,
-  'page.webmanifest': asset('page.webmanifest', Buffer.from(read('page.webmanifest').replace('icon.svg', icon.slice(7)))),
+  'page.webmanifest': asset(
+    'page.webmanifest',
+    Buffer.from(read('page.webmanifest').replace('icon.svg', icon.slice(7))),
+  ),
   'page.css': asset('page.css', await bundle('page.css')),
   'main.js': asset('page.js', await bundle('main.ts')),
 };

@@ -40,8 +40,9 @@ export function visibleRows(columns: readonly Row[][], layout: Layout, window: W
   return columns.flatMap((column, i) => {
     const x = columnAt(layout, i);
     const seen = column.slice(first, end).map((row, line) => ({ row, x, y: (first + line) * rowHeight - window.top }));
-    const top = column[first];
+    const top = column.slice(first).shift();
     if (!top || (window.top === first * rowHeight && top.kind === 'head')) return seen;
-    return [...seen, { row: { kind: 'head', text: headOf(top) }, x, y: 0 } as Placed];
+    const head: Placed = { row: { kind: 'head', text: headOf(top) }, x, y: 0 };
+    return [...seen, head];
   });
 }

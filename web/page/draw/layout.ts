@@ -17,11 +17,11 @@ export interface Layout {
 }
 
 const gap = 24;
-const least = 24;
+const least = 22;
 const most = 110;
 /** A row that is narrower in relation to its height has no room for its bar. */
 const widthToHeight = 11;
-const leastColumn = 260;
+const leastColumn = 250;
 
 /** Rows as high as the room allows, so that they can be read from far away. */
 export function layoutOf(rows: number, width: number, height: number): Layout {
@@ -42,7 +42,7 @@ export function layoutOf(rows: number, width: number, height: number): Layout {
 function scrolled(rows: number, width: number, columns: number): Layout {
   const columnWidth = (width - (columns - 1) * gap) / columns;
   const rowsPerColumn = Math.ceil((rows + columns - 1) / columns);
-  const rowHeight = columns === 1 ? least + 6 : least;
+  const rowHeight = columns === 1 ? least + 8 : least;
   return { columns, rowsPerColumn, rowHeight, columnWidth, height: rowsPerColumn * rowHeight };
 }
 

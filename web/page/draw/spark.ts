@@ -4,13 +4,19 @@ import { greyTone, type Palette } from './palette.js';
 import type { Box } from './layout.js';
 
 /** A column a band: coloured like levels if they are levels, else in relation to the greatest. */
-export function drawSpark(context: CanvasRenderingContext2D, box: Box, value: Value, palette: Palette, tone: number): void {
+export function drawSpark(
+  context: CanvasRenderingContext2D,
+  box: Box,
+  value: Value,
+  palette: Palette,
+  tone: number,
+): void {
   context.fillStyle = palette.ground;
   context.fillRect(box.x, box.y, box.width, box.height);
   if (value === null || typeof value !== 'object' || value.length === 0) return;
   const levels = areLevels(value);
-  const bottom = levels ? 0 : least(value);
-  const span = levels ? 1 : greatest(value) - bottom;
+  const bottom = Math.min(0, ...value);
+  const span = Math.max(...value) - bottom;
   for (let band = 0; band < value.length; band++) {
     const left = Math.round((box.width * band) / value.length);
     const right = Math.round((box.width * (band + 1)) / value.length);
@@ -20,16 +26,4 @@ export function drawSpark(context: CanvasRenderingContext2D, box: Box, value: Va
     context.fillStyle = palette.solid[tone === greyTone ? greyTone : levels ? zoneOf(value[band]) : greyTone];
     context.fillRect(box.x + left, box.y + box.height - height, right - left - gap, height);
   }
-}
-
-function greatest(numbers: ArrayLike<number>): number {
-  let result = -Infinity;
-  for (let i = 0; i < numbers.length; i++) if (numbers[i] > result) result = numbers[i];
-  return result;
-}
-
-function least(numbers: ArrayLike<number>): number {
-  let result = 0;
-  for (let i = 0; i < numbers.length; i++) if (numbers[i] < result) result = numbers[i];
-  return result;
 }

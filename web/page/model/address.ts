@@ -21,7 +21,15 @@ export interface Address {
   gateways: string[];
 }
 
-export const nowhere: Address = { device: '', wall: [], keys: [], filter: '', rate: 0, keepsPeaks: false, gateways: [] };
+export const nowhere: Address = {
+  device: '',
+  wall: [],
+  keys: [],
+  filter: '',
+  rate: 0,
+  keepsPeaks: false,
+  gateways: [],
+};
 
 function rateOf(text: string | null): number {
   const rate = Number(text);

@@ -3,8 +3,7 @@ import type { Source } from './source.js';
 
 /** A row of the bridge: the head of a group, or a strip. */
 export type Row =
-  | { kind: 'head'; text: string }
-  | { kind: 'strip'; source: Source; set: 0 | 1; index: number; head: string };
+  { kind: 'head'; text: string } | { kind: 'strip'; source: Source; set: 0 | 1; index: number; head: string };
 
 /** The strips that pass the filter, under the heads of their groups; with the devices' names if there are several. */
 export function rowsOf(sources: readonly Source[], filter: string): Row[] {

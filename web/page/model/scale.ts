@@ -45,10 +45,9 @@ export function zoneOf(db: number): Zone {
 }
 
 /** Whether the numbers look like levels of bands: none above 6 dB, one below -10 dB. */
-export function areLevels(numbers: ArrayLike<number>): boolean {
+export function areLevels(numbers: Iterable<number>): boolean {
   let below = false;
-  for (let i = 0; i < numbers.length; i++) {
-    const number = numbers[i] ?? NaN;
+  for (const number of numbers) {
     if (number > 6) return false;
     below ||= number < -10;
   }

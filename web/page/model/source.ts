@@ -95,7 +95,9 @@ export class Source {
       period: this.wish.rate ? Math.max(this.period, 1000 / this.wish.rate) : this.period,
       now,
     });
-    return this.problem && found.state === 'live' ? { state: 'lost', word: '✕ refused', sentence: this.problem } : found;
+    return this.problem && found.state === 'live'
+      ? { state: 'lost', word: '✕ refused', sentence: this.problem }
+      : found;
   }
 
   /** Copies what is newest for drawing; true if there was anything. */

@@ -14,12 +14,18 @@ export interface Strip {
   readonly others: { name: string; place: number }[];
 }
 
+/** What a value is for its strip, by the last part of its key. */
+const roles: Partial<Record<string, 'peak' | 'rms' | 'clips'>> = {
+  peak: 'peak',
+  level: 'peak',
+  rms: 'rms',
+  clips: 'clips',
+};
+
+/** A repeated key goes to the others. */
 function place(strip: Strip, name: string, value: Value, at: number): void {
-  const single = typeof value === 'number';
-  if (single && (name === 'peak' || name === 'level') && strip.peak < 0) strip.peak = at;
-  else if (single && name === 'rms' && strip.rms < 0) strip.rms = at;
-  else if (single && name === 'clips' && strip.clips < 0) strip.clips = at;
-  else if (value instanceof Float32Array && strip.spectrum < 0) strip.spectrum = at;
+  const role = value instanceof Float32Array ? 'spectrum' : typeof value === 'number' ? roles[name] : undefined;
+  if (role && strip[role] < 0) strip[role] = at;
   else strip.others.push({ name, place: at });
 }
 
@@ -65,7 +71,7 @@ export class StripSet {
     if (this.updates === this.meters.updates && this.layout === this.meters.layout) return false;
     this.updates = this.meters.updates;
     if (this.layout !== this.meters.layout) this.arrange();
-    this.strips.forEach(this.read, this);
+    for (let i = 0; i < this.strips.length; i++) this.read(this.strips[i], i);
     this.step(now, mode);
     return true;
   }

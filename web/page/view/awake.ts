@@ -4,11 +4,7 @@ export class Awake {
   private lock: WakeLockSentinel | undefined;
 
   /** Why it cannot be; empty if it can. */
-  static readonly problem = !isSecureContext
-    ? 'needs HTTPS'
-    : 'wakeLock' in navigator
-      ? ''
-      : 'this browser cannot';
+  static readonly problem = !isSecureContext ? 'needs HTTPS' : 'wakeLock' in navigator ? '' : 'this browser cannot';
 
   constructor() {
     document.addEventListener('visibilitychange', () => void this.hold());

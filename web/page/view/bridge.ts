@@ -1,7 +1,8 @@
-import { Bars, type StripRow } from '../draw/bars.js';
+import { type StripRow, Sheet } from '../draw/item.js';
 import { columnsOf, visibleRows } from '../draw/flow.js';
 import { layoutOf, partsOf, type Layout } from '../draw/layout.js';
 import type { Palette } from '../draw/palette.js';
+import { Picture } from '../draw/picture.js';
 import { Surface } from '../draw/surface.js';
 import type { HoldMode } from '../model/hold.js';
 import { rowsOf, versionOf, type Row } from '../model/rows.js';
@@ -16,7 +17,7 @@ export class Bridge {
   private readonly room = element('div', { class: 'room' });
   private readonly empty = element('p', { class: 'empty', hidden: true });
   private readonly surface = new Surface();
-  private readonly bars = new Bars(this.surface);
+  private picture: Picture | undefined;
   private readonly observer = new ResizeObserver(() => this.again());
   private layout: Layout = layoutOf(0, 1, 1);
   private version = '';
@@ -47,7 +48,7 @@ export class Bridge {
     const all = this.stale;
     if (all) this.place(palette);
     const live = new Set(this.sources.filter(isLive));
-    return this.bars.draw((row) => live.has(row.source), palette) || all;
+    return (this.picture?.draw((row) => live.has(row.source)) ?? false) || all;
   }
 
   /** Names that have come since the labels were written. */
@@ -112,16 +113,21 @@ export class Bridge {
     this.surface.resize(this.width(), this.windowHeight());
     const top = own ? this.element.scrollTop : Math.max(0, -this.room.getBoundingClientRect().top);
     const bands = strips.some(({ spectrum }) => spectrum >= 0) ? 1 : 0;
-    const parts = partsOf(this.layout, bands, strips.some(({ others }) => others.length > 0));
+    const parts = partsOf(
+      this.layout,
+      bands,
+      strips.some(({ others }) => others.length > 0),
+    );
     const window = { top: Math.min(top, this.layout.height - this.windowHeight()), height: this.windowHeight() };
     const columns = columnsOf(this.rows, this.layout);
-    this.bars.arrange(visibleRows(columns, this.layout, window), this.layout, parts, palette);
+    const sheet = new Sheet(this.surface, this.layout, parts, palette);
+    this.picture = new Picture(sheet, visibleRows(columns, this.layout, window), this.picture);
   }
 
   /** A tap on a strip acknowledges its clips. */
   private click(event: MouseEvent): void {
     const box = this.surface.canvas.getBoundingClientRect();
-    const row = this.bars.at(event.clientX - box.left, event.clientY - box.top, this.layout);
+    const row = this.picture?.at(event.clientX - box.left, event.clientY - box.top);
     if (!row) return;
     row.source.sets[row.set].acknowledge(row.index);
     this.changed();

@@ -8,7 +8,13 @@ const shown = 200;
 function rowOf({ at, key, before, value }: ChangeLine): HTMLElement {
   const old = before === undefined ? [] : [element('s', {}, describe(before)), ' → '];
   const time = element('time', { datetime: new Date(at).toISOString() }, clockText(at));
-  return element('li', {}, time, element('span', { class: 'key' }, key), element('span', {}, ...old, element('b', {}, describe(value))));
+  return element(
+    'li',
+    {},
+    time,
+    element('span', { class: 'key' }, key),
+    element('span', {}, ...old, element('b', {}, describe(value))),
+  );
 }
 
 /** The newest changes first, with the value before. */
@@ -21,7 +27,11 @@ export class Changes {
 
   constructor(private readonly source: Source) {
     const title = element('h2', { id: 'changes-title' }, 'Changes');
-    const scroll = element('div', { class: 'scroll', tabindex: '0', role: 'group', 'aria-label': 'Changes' }, this.list);
+    const scroll = element(
+      'div',
+      { class: 'scroll', tabindex: '0', role: 'group', 'aria-label': 'Changes' },
+      this.list,
+    );
     this.element.append(title, scroll);
   }
 
@@ -30,7 +40,10 @@ export class Changes {
     const all = this.filter !== this.filterWritten;
     if (changed === this.written && !all) return;
     const fresh = all ? changes : changes.slice(0, changed - this.written);
-    const rows = fresh.filter(({ key }) => passes(key, this.filter)).slice(0, shown).map(rowOf);
+    const rows = fresh
+      .filter(({ key }) => passes(key, this.filter))
+      .slice(0, shown)
+      .map(rowOf);
     if (all) this.list.replaceChildren(...rows);
     else this.list.prepend(...rows);
     while (this.list.childElementCount > shown) this.list.lastElementChild?.remove();

@@ -16,7 +16,12 @@ function lineOf(device: string, chosen: readonly Choice[]): Line {
 }
 
 const choicesOf = ({ device, wanted, strips }: Line): Choice[] =>
-  wanted.checked ? strips.value.split(/\s+/).filter(Boolean).map((pattern) => ({ device, strips: pattern })) : [];
+  wanted.checked
+    ? strips.value
+        .split(/\s+/)
+        .filter(Boolean)
+        .map((pattern) => ({ device, strips: pattern }))
+    : [];
 
 /** Asks which strips of which devices to put on the wall. */
 export class Chooser {
@@ -29,7 +34,11 @@ export class Chooser {
     const cancel = button('Cancel', {}, () => this.dialog.close());
     this.dialog.append(
       element('h2', { id: 'chooser-title' }, 'Wall'),
-      element('p', {}, 'Strips of any devices on one screen. “input/*” are all inputs, “**” everything; several patterns with spaces between. The address is a link to what you see.'),
+      element(
+        'p',
+        {},
+        'Strips of any devices on one screen. “input/*” are all inputs, “**” everything; several patterns with spaces between. The address is a link to what you see.',
+      ),
       this.list,
       element('div', { class: 'buttons' }, show, cancel),
     );

@@ -88,12 +88,17 @@ export class DevicesView implements View {
   }
 
   tick(now: number): void {
-    const all = [...this.client.devices.values()].filter(({ name, address }) => passes(`${name} ${address}`, this.filter));
+    const all = [...this.client.devices.values()].filter(({ name, address }) =>
+      passes(`${name} ${address}`, this.filter),
+    );
     this.arrange(all);
     const connected = this.client.connection.phase === 'open';
     for (const device of all) this.tiles.get(device.name)?.write(device, this.linkTo(device.name), connected, now);
     this.empty.hidden = all.length > 0;
-    setText(this.empty, this.filter ? `No device contains “${this.filter}”` : connected ? 'The gateway follows no device' : '');
+    setText(
+      this.empty,
+      this.filter ? `No device contains “${this.filter}”` : connected ? 'The gateway follows no device' : '',
+    );
   }
 
   condition(now: number): Condition {
@@ -134,4 +139,3 @@ export class DevicesView implements View {
     this.list.replaceChildren(...all.map(({ name }) => this.tiles.get(name)?.item ?? ''));
   }
 }
-

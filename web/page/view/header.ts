@@ -26,7 +26,12 @@ export class Header {
   readonly element = element('header', { class: 'top' });
   readonly figures = new Figures();
   readonly notice = element('p', { class: 'notice', hidden: true });
-  readonly filter = element('input', { type: 'search', placeholder: 'Filter', 'aria-label': 'Filter', autocomplete: 'off' });
+  readonly filter = element('input', {
+    type: 'search',
+    placeholder: 'Filter',
+    'aria-label': 'Filter',
+    autocomplete: 'off',
+  });
   private readonly title = element('h1');
   private readonly badge = element('span', { class: 'badge' });
   private readonly status = element('p', { class: 'unseen', role: 'status' });
@@ -43,7 +48,9 @@ export class Header {
     this.rateSelect.append(...rates.map(([value, text]) => option(value, text)));
     this.rateSelect.addEventListener('change', () => actions.rate(Number(this.rateSelect.value)));
     this.filter.addEventListener('input', () => actions.filter(this.filter.value));
-    this.pauseButton = button('Pause', { 'aria-pressed': 'false', 'aria-keyshortcuts': 'Space' }, () => actions.pause());
+    this.pauseButton = button('Pause', { 'aria-pressed': 'false', 'aria-keyshortcuts': 'Space' }, () =>
+      actions.pause(),
+    );
     const reset = button('Reset peaks', { 'aria-keyshortcuts': 'r' }, () => actions.resetHolds());
     const clips = button('Clear clips', { 'aria-keyshortcuts': 'c' }, () => actions.acknowledgeClips());
     const wall = button('Wall…', { 'aria-haspopup': 'dialog' }, () => actions.chooseStrips());

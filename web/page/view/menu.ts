@@ -29,19 +29,48 @@ export class Menu {
   private readonly awake = new Awake();
 
   constructor(actions: MenuActions) {
-    this.theme = choice('Theme', [['auto', 'as the system'], ['dark', 'dark'], ['light', 'light']], (theme) => {
-      actions.settings({ theme: theme as Settings['theme'] });
-    });
-    this.colours = choice('Colours', [['standard', 'green, amber, red'], ['safe', 'for the colour-blind']], (colours) => {
-      actions.settings({ colours: colours as Settings['colours'] });
-    });
-    this.peaks = choice('Held peaks', [['fall', 'fall after 1.5 s'], ['keep', 'stay until reset']], (peaks) => {
-      actions.keepPeaks(peaks === 'keep');
-    });
+    this.theme = choice(
+      'Theme',
+      [
+        ['auto', 'as the system'],
+        ['dark', 'dark'],
+        ['light', 'light'],
+      ],
+      (theme) => {
+        actions.settings({ theme: theme as Settings['theme'] });
+      },
+    );
+    this.colours = choice(
+      'Colours',
+      [
+        ['standard', 'green, amber, red'],
+        ['safe', 'for the colour-blind'],
+      ],
+      (colours) => {
+        actions.settings({ colours: colours as Settings['colours'] });
+      },
+    );
+    this.peaks = choice(
+      'Held peaks',
+      [
+        ['fall', 'fall after 1.5 s'],
+        ['keep', 'stay until reset'],
+      ],
+      (peaks) => {
+        actions.keepPeaks(peaks === 'keep');
+      },
+    );
     const full = button('Full screen', { 'aria-keyshortcuts': 'f' }, toggleFullScreen);
     full.hidden = !document.fullscreenEnabled;
     const rows = [this.theme.row, this.colours.row, this.peaks.row, full, ...this.awakeRow()];
-    this.element.append(element('div', { class: 'sheet' }, ...rows, button('Keys and help', {}, () => this.help(actions))));
+    this.element.append(
+      element(
+        'div',
+        { class: 'sheet' },
+        ...rows,
+        button('Keys and help', {}, () => this.help(actions)),
+      ),
+    );
     document.addEventListener('click', (event) => {
       if (event.target instanceof Node && !this.element.contains(event.target)) this.element.open = false;
     });

@@ -41,7 +41,13 @@ export class MetersView implements View {
     const [spectra, ...lists] = this.panels.map((panel) => panel.element);
     const left = element('div', { class: 'left' }, this.bridge.element, ...(hasDetails ? [spectra] : []));
     const right = hasDetails ? [element('div', { class: 'right' }, ...lists)] : [];
-    this.element = element('div', { class: hasDetails ? 'meters detailed' : 'meters' }, left, ...right, this.table.element);
+    this.element = element(
+      'div',
+      { class: hasDetails ? 'meters detailed' : 'meters' },
+      left,
+      ...right,
+      this.table.element,
+    );
   }
 
   draw(now: number): boolean {
@@ -99,4 +105,3 @@ export class MetersView implements View {
     this.stage.redraw();
   }
 }
-

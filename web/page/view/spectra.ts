@@ -19,7 +19,11 @@ const gap = 1;
 
 /** Charts of all spectra of a device's fast meters. */
 export class Spectra {
-  readonly element = element('section', { class: 'spectra panel', 'aria-label': 'Spectra' }, element('h2', {}, 'Spectra'));
+  readonly element = element(
+    'section',
+    { class: 'spectra panel', 'aria-label': 'Spectra' },
+    element('h2', {}, 'Spectra'),
+  );
   filter = '';
   private readonly surface = new Surface();
   private charts: Chart[] = [];

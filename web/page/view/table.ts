@@ -1,4 +1,4 @@
-import type { StripRow } from '../draw/bars.js';
+import type { StripRow } from '../draw/item.js';
 import type { Bridge } from './bridge.js';
 import { element, setAttribute, setText } from './dom.js';
 import { levelText } from '../model/text.js';

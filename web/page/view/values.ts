@@ -20,7 +20,10 @@ export class Values {
 
   constructor(private readonly source: Source) {
     const title = element('h2', { id: 'values-title' }, 'Values');
-    this.element.append(title, element('div', { class: 'scroll', tabindex: '0', role: 'group', 'aria-label': 'Values' }, this.list));
+    this.element.append(
+      title,
+      element('div', { class: 'scroll', tabindex: '0', role: 'group', 'aria-label': 'Values' }, this.list),
+    );
   }
 
   tick(): void {
@@ -43,7 +46,9 @@ export class Values {
   private rowsOf(strip: Strip, set: 0 | 1): HTMLElement[] {
     const before = strip.prefix ? `${strip.prefix}/` : '';
     const { keys } = this.source.sets[set].meters;
-    const places = [strip.clips, strip.spectrum, ...strip.others.map(({ place }) => place)].filter((place) => place >= 0);
+    const places = [strip.clips, strip.spectrum, ...strip.others.map(({ place }) => place)].filter(
+      (place) => place >= 0,
+    );
     return places
       .filter((place) => this.isWanted(keys[place].slice(before.length), keys[place]))
       .map((place) => {
