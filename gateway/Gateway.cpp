@@ -26,7 +26,9 @@ Gateway::Gateway(const Settings& settings, std::function<std::optional<Settings>
       signals(loop, SIGTERM, SIGINT, SIGHUP),
       watchdog(loop),
       devices(loop, settings.device, [this](const Device& device) { Report(device); }),
-      api(loop, devices, settings.api, [this] { return Counts(); }),
+      viewers(loop, devices, settings.live,
+              [this](const std::string& reason, const std::string& address) { server.Refuse(reason, address); }),
+      api(loop, devices, viewers, settings.api, [this] { return Counts(); }),
       server(
           loop, settings.http, [this](const Request& request) { return api.Handle(request); },
           [this](const std::string& reason, const std::string& address) {
@@ -62,7 +64,7 @@ void Gateway::AwaitSignal() {
     log.Notice("ending");
     server.Close();
     watchdog.cancel();
-    loop.stop();
+    viewers.Close([this] { loop.stop(); });
   });
 }
 
@@ -99,6 +101,8 @@ void Gateway::Report(const Device& device) {
                                                    nameOf(device.State()) + (reason.empty() ? "" : ": " + reason));
 }
 
-ClientCounts Gateway::Counts() const { return {server.Clients(), server.Readers(), api.Skipped(), server.Refused()}; }
+ClientCounts Gateway::Counts() const {
+  return {server.Clients(), server.Readers(), api.Skipped(), viewers.Counts(), server.Refused()};
+}
 
 }  // namespace corvalux::gateway

@@ -7,6 +7,7 @@
 #include "gateway/api/Api.h"
 #include "gateway/devices/Devices.h"
 #include "gateway/http/HttpServer.h"
+#include "gateway/live/Viewers.h"
 #include "gateway/service/Log.h"
 #include "gateway/service/ServiceManager.h"
 #include "gateway/settings/CommandLine.h"
@@ -40,6 +41,7 @@ class Gateway {
   Log log;
   const ServiceManager manager;
   Devices devices;
+  Viewers viewers;
   Api api;
   HttpServer server;
 };

@@ -1,6 +1,7 @@
 #include "gateway/api/Api.h"
 
 #include <algorithm>
+#include <boost/beast/http/rfc7230.hpp>
 #include <charconv>
 #include <stdexcept>
 
@@ -22,6 +23,7 @@ constexpr const char* index =
     "/api/devices/NAME/values?keys=PATTERN               present values\n"
     "/api/devices/NAME/stream?streams=fast,slow,changes&keys=PATTERN&hz=RATE\n"
     "                                                    live, as server-sent events\n"
+    "/live                                               live, as a WebSocket for viewers\n"
     "/metrics                                            for Prometheus\n"
     "/healthz                                            whether this program runs\n"
     "\n"
@@ -54,10 +56,17 @@ double rateOf(const std::string& text, double greatest) {
   return rate;
 }
 
+/// Whether a list with commas has this element.
+bool offers(const std::string& list, const std::string& one) {
+  const boost::beast::http::token_list tokens(list);
+  return std::find(tokens.begin(), tokens.end(), one) != tokens.end();
+}
+
 }  // namespace
 
-Api::Api(boost::asio::io_context& loop, Devices& devices, ApiLimits limits, std::function<ClientCounts()> counts)
-    : loop(loop), devices(devices), limits(limits), counts(std::move(counts)) {}
+Api::Api(boost::asio::io_context& loop, Devices& devices, Viewers& viewers, ApiLimits limits,
+         std::function<ClientCounts()> counts)
+    : loop(loop), devices(devices), viewers(viewers), limits(limits), counts(std::move(counts)) {}
 
 Reply Api::Handle(const Request& request) {
   const auto& path = request.path;
@@ -68,6 +77,7 @@ Reply Api::Handle(const Request& request) {
     return errorResponse(400, error.what());
   }
   if (path.empty()) return plain(index);
+  if (path == std::vector<std::string>{"live"}) return Live(request);
   if (path == std::vector<std::string>{"healthz"}) return plain("ok\n");
   if (path == std::vector<std::string>{"metrics"}) {
     return Response{200, "text/plain; version=0.0.4; charset=utf-8", Metrics()};
@@ -90,6 +100,15 @@ Reply Api::OfDevice(const Request& request) {
   Query query = QueryOf(request, {"keys", "streams", "hz"});
   return std::make_unique<EventStream>(
       loop, *device, Wanted{std::move(query.streams), SelectionOf(*device, query.keys), query.hz}, skipped);
+}
+
+Reply Api::Live(const Request& request) {
+  if (!request.webSocket) return errorResponse(426, "this is a WebSocket");
+  if (!offers(request.protocols, Viewers::protocol)) {
+    return errorResponse(400, std::string("the subprotocol here is ") + Viewers::protocol);
+  }
+  if (viewers.Full()) return errorResponse(503, "too many viewers");
+  return Upgrade([this](Handover handover) { viewers.Take(std::move(handover)); });
 }
 
 Api::Query Api::QueryOf(const Request& request, const std::vector<std::string>& known) const {

@@ -13,6 +13,7 @@
 #include "gateway/api/Metrics.h"
 #include "gateway/devices/Devices.h"
 #include "gateway/http/Reply.h"
+#include "gateway/live/Viewers.h"
 
 namespace corvalux::gateway {
 
@@ -27,7 +28,8 @@ struct ApiLimits {
 class Api {
  public:
   /// `counts` is asked for each page of metrics. Everything given must outlive this and its replies.
-  Api(boost::asio::io_context& loop, Devices& devices, ApiLimits limits, std::function<ClientCounts()> counts);
+  Api(boost::asio::io_context& loop, Devices& devices, Viewers& viewers, ApiLimits limits,
+      std::function<ClientCounts()> counts);
 
   Reply Handle(const Request& request);
 
@@ -45,11 +47,13 @@ class Api {
   /// Throws std::invalid_argument with a sentence. `known`: the parameters that may be there.
   Query QueryOf(const Request& request, const std::vector<std::string>& known) const;
   Reply OfDevice(const Request& request);
+  Reply Live(const Request& request);
   Octets Metrics();
   std::shared_ptr<Selection> SelectionOf(const Device& device, const Patterns& keys);
 
   boost::asio::io_context& loop;
   Devices& devices;
+  Viewers& viewers;
   const ApiLimits limits;
   const std::function<ClientCounts()> counts;
   uint64_t skipped = 0;

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "client/Json.h"
+#include "gateway/devices/Summary.h"
 
 namespace corvalux::gateway {
 
@@ -26,36 +27,14 @@ double rounded(Clock::duration time) { return std::round(std::chrono::duration<d
 
 Json secondsOrNull(const std::optional<Clock::duration>& time) { return time ? Json(rounded(*time)) : Json(nullptr); }
 
-/// The loudest of all levels, null before the first.
 Json worstOf(Device& device) {
-  const client::Entry* worst = nullptr;
-  for (const Stream stream : summaryStreams) {
-    const auto frame = device.Values().Newest(stream);
-    if (!frame) continue;
-    for (const std::size_t place : device.Peaks().In(*frame)) {
-      const client::Entry& entry = frame->message.entries[place];
-      const auto level = client::numberOf(entry.value);
-      if (!level || std::isnan(*level)) continue;
-      if (!worst || *level > *client::numberOf(worst->value)) worst = &entry;
-    }
-  }
+  const auto worst = worstLevel(device);
   return worst ? Json{{"key", worst->key}, {"level", client::jsonOf(worst->value)}} : Json(nullptr);
 }
 
-constexpr double mostClips = 1e15;  ///< a double still counts one by one
-
-/// The sum of all counters of clipped samples, null before the first and for what no counter can have.
 Json clipsOf(Device& device) {
-  std::optional<double> sum;
-  for (const Stream stream : summaryStreams) {
-    const auto frame = device.Values().Newest(stream);
-    if (!frame) continue;
-    for (const std::size_t place : device.Clips().In(*frame)) {
-      const auto count = client::numberOf(frame->message.entries[place].value);
-      if (count) sum = sum.value_or(0) + *count;
-    }
-  }
-  return sum && std::abs(*sum) < mostClips ? Json(static_cast<int64_t>(*sum)) : Json(nullptr);
+  const auto clips = clipCount(device);
+  return clips ? Json(static_cast<int64_t>(*clips)) : Json(nullptr);
 }
 
 Json lastChangeOf(const Device& device, Clock::time_point now) {

@@ -173,6 +173,12 @@ void addClients(const ClientCounts& counts, MetricsText& text) {
   text.Line({}, static_cast<double>(counts.readers));
   text.Head("corvalux_gateway_skipped_total", "counter", "Meter messages that slow readers did not get.");
   text.Line({}, static_cast<double>(counts.skipped));
+  text.Head("corvalux_gateway_viewers", "gauge", "Viewers over WebSocket.");
+  text.Line({}, static_cast<double>(counts.live.viewers));
+  text.Head("corvalux_gateway_updates_total", "counter", "Updates that were sent to viewers.");
+  text.Line({}, static_cast<double>(counts.live.updates));
+  text.Head("corvalux_gateway_merged_total", "counter", "Messages that were merged into updates to viewers.");
+  text.Line({}, static_cast<double>(counts.live.merged));
   text.Head("corvalux_gateway_refused_total", "counter", "Clients and requests that were refused.");
   for (const auto& [reason, count] : counts.refused) text.Line({{"reason", reason}}, static_cast<double>(count));
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "gateway/devices/Devices.h"
+#include "gateway/live/LiveCounts.h"
 
 namespace corvalux::gateway {
 
@@ -15,6 +16,7 @@ struct ClientCounts {
   std::size_t clients = 0;
   std::size_t readers = 0;                  ///< of server-sent events
   uint64_t skipped = 0;                     ///< frames that slow readers did not get
+  LiveCounts live;
   std::map<std::string, uint64_t> refused;  ///< by reason
 };
 

@@ -68,9 +68,7 @@ void Device::Collect(Clock::time_point now) {
   tooMany += arrivals.tooMany;
   for (const ConnectionState& connection : arrivals.states) Take(connection, now);
   for (const Stream stream : client::allStreams) {
-    auto& messages = arrivals.messages.at(indexOf(stream));
-    for (client::Message& message : messages) Take(std::move(message));
-    if (!messages.empty()) Notify([stream](Watcher& watcher) { watcher.OnMessage(stream); });
+    for (client::Message& message : arrivals.messages.at(indexOf(stream))) Take(std::move(message));
   }
 }
 
@@ -95,12 +93,14 @@ void Device::Take(client::Message message) {
   statistics.at(indexOf(message.stream)).Take(message);
   if (!message.valid) return;
   const Stream stream = message.stream;
-  if (stream == Stream::changes) return picture.Take(std::move(message));
-  pulses.at(indexOf(stream)).Beat(message.arrival.steady);
   const auto arrived = message.arrival.steady;
   picture.Take(std::move(message));
-  levels.Take(*picture.Newest(stream));
-  if (connected && !Silence(arrived)) Enter(DeviceState::live, "");
+  if (stream != Stream::changes) {
+    pulses.at(indexOf(stream)).Beat(arrived);
+    levels.Take(*picture.Newest(stream));
+    if (connected && !Silence(arrived)) Enter(DeviceState::live, "");
+  }
+  Notify([stream](Watcher& watcher) { watcher.OnMessage(stream); });
 }
 
 /// Nothing while the meters come as they used to. A picture of which a part stands still must not look alive.

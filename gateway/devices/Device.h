@@ -48,6 +48,7 @@ class Device;
 class Watcher {
  public:
   virtual ~Watcher() = default;
+  /// After each message that the device's values have taken.
   virtual void OnMessage(client::Stream stream) = 0;
   virtual void OnState() = 0;
   /// The last call: the gateway no longer follows the device.

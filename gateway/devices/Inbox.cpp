@@ -65,6 +65,7 @@ void Inbox::Merge(client::Message& into, client::Message message) {
   into.valid = into.valid || message.valid;
   into.arrival = message.arrival;
   into.repairedTexts += message.repairedTexts;
+  into.bytes.clear();  // they are of one of both
   std::move(message.entries.begin(), message.entries.end(), std::back_inserter(into.entries));
   if (into.entries.size() <= limits.keys) return;
   keepNewest(into.entries);

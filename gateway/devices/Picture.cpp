@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "client/Decode.h"
+
 namespace corvalux::gateway {
 
 namespace {
@@ -25,10 +27,14 @@ std::size_t bytesOf(const Entry& entry) {
 
 }  // namespace
 
+std::optional<std::vector<std::string_view>> serialisedEntries(const client::Message& message) {
+  auto entries = message.repairedTexts == 0 ? client::entriesIn(message.bytes) : std::nullopt;
+  return entries && entries->size() == message.entries.size() ? std::move(entries) : std::nullopt;
+}
+
 void Picture::Take(client::Message message) {
   DropLongKeys(message.entries);
-  if (message.stream != Stream::changes) return TakeFrame(std::move(message));
-  for (Entry& entry : message.entries) TakeChange(std::move(entry), message.arrival);
+  message.stream == Stream::changes ? TakeChanges(std::move(message)) : TakeFrame(std::move(message));
 }
 
 uint64_t Picture::Sequence(Stream stream) const {
@@ -69,7 +75,15 @@ bool Picture::HasRoom(const Entry& entry, const Change* known) const {
   return known || Keys(Stream::fast) + Keys(Stream::slow) + changes.size() < limits.keys;
 }
 
-void Picture::TakeChange(Entry entry, const client::Arrival& arrival) {
+void Picture::TakeChanges(client::Message message) {
+  ++changed;
+  bool all = serialisedEntries(message).has_value();
+  for (Entry& entry : message.entries) all = TakeChange(std::move(entry), message.arrival) && all;
+  newestChanges = all ? std::make_shared<const std::string>(std::move(message.bytes)) : nullptr;
+}
+
+/// Whether there was room for it.
+bool Picture::TakeChange(Entry entry, const client::Arrival& arrival) {
   const auto known = places.find(entry.key);
   const auto change = known == places.end() ? changes.end() : known->second;
   const bool room = HasRoom(entry, change == changes.end() ? nullptr : &*change);
@@ -77,18 +91,19 @@ void Picture::TakeChange(Entry entry, const client::Arrival& arrival) {
   changedBytes -= change == changes.end() ? 0 : bytesOf(change->entry);
   if (!room) {
     ++exceeded.keys;
-    if (change == changes.end()) return;
+    if (change == changes.end()) return false;
     places.erase(known);  // its former value would be wrong
     changes.erase(change);
   } else if (change == changes.end()) {
-    changes.push_front({std::move(entry), ++changed, arrival});
+    changes.push_front({std::move(entry), changed, arrival});
     places.emplace(changes.front().entry.key, changes.begin());
   } else {
     change->entry.value = std::move(entry.value);
     change->arrival = arrival;
-    change->sequence = ++changed;
+    change->sequence = changed;
     changes.splice(changes.begin(), changes, change);
   }
+  return room;
 }
 
 }  // namespace corvalux::gateway

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,17 +15,23 @@
 
 namespace corvalux::gateway {
 
+/// Views into `message.bytes`, one for each of its entries; nothing if these are not the ones that came.
+std::optional<std::vector<std::string_view>> serialisedEntries(const client::Message& message);
+
 /// A message of a meter stream, as the gateway keeps it. Never changes; shared by all who still need it.
 struct Frame {
   uint64_t sequence = 0;  ///< from 1, of the stream's messages that reached this gateway
   uint64_t layout = 0;    ///< differs from that of the frame before if the keys do
   client::Message message;
+
+  /// The entries as they came, in the order of the message's; nothing if some were repaired or dropped.
+  std::optional<std::vector<std::string_view>> Serialised() const { return serialisedEntries(message); }
 };
 
 /// The newest value of a key that has changed.
 struct Change {
   client::Entry entry;
-  uint64_t sequence = 0;  ///< from 1, of all values that changed
+  uint64_t sequence = 0;  ///< of the message that it came with
   client::Arrival arrival;
 };
 
@@ -40,17 +47,20 @@ class Picture {
 
   /// Null before the first.
   std::shared_ptr<const Frame> Newest(client::Stream meters) const { return frames.at(indexOf(meters)); }
-  /// The sequence of the newest frame or change; 0 before the first.
+  /// Counts the stream's messages that reached this gateway; 0 before the first.
   uint64_t Sequence(client::Stream stream) const;
   /// Newest first.
   const std::list<Change>& Changes() const { return changes; }
+  /// The newest message of changes as it came; null if what it had is not all here as it was.
+  const std::shared_ptr<const std::string>& NewestChanges() const { return newestChanges; }
 
   const Exceeded& Over() const { return exceeded; }
 
  private:
   void DropLongKeys(std::vector<client::Entry>& entries);
   void TakeFrame(client::Message message);
-  void TakeChange(client::Entry entry, const client::Arrival& arrival);
+  void TakeChanges(client::Message message);
+  bool TakeChange(client::Entry entry, const client::Arrival& arrival);
   bool HasRoom(const client::Entry& entry, const Change* known) const;
   std::size_t Keys(client::Stream meters) const;
 
@@ -59,7 +69,8 @@ class Picture {
   std::array<std::shared_ptr<const Frame>, 2> frames;
   std::list<Change> changes;
   std::unordered_map<std::string_view, std::list<Change>::iterator> places;  ///< by the keys in `changes`
-  uint64_t changed = 0;
+  uint64_t changed = 0;  ///< messages
+  std::shared_ptr<const std::string> newestChanges;
   std::size_t changedBytes = 0;
 };
 

@@ -48,6 +48,8 @@ class HttpServer {
   HttpServer(boost::asio::io_context& loop, HttpSettings settings, Handler handler, OnRefused onRefused);
   ~HttpServer();
 
+  /// Counts and reports what somebody else has refused.
+  void Refuse(const std::string& reason, const std::string& address) { Count(reason, address); }
   /// Ends all connections and listens no more.
   void Close();
 

@@ -36,7 +36,11 @@ class Source {
   virtual const char* Type() const = 0;
 };
 
-using Reply = std::variant<Response, std::unique_ptr<Source>>;
+struct Handover;
+/// The connection becomes a WebSocket, of somebody else: only for a request that asks for one.
+using Upgrade = std::function<void(Handover)>;
+
+using Reply = std::variant<Response, std::unique_ptr<Source>, Upgrade>;
 
 /// Answers a request. It must be quick, since it runs on the loop's thread. Errors are replies.
 using Handler = std::function<Reply(const Request&)>;

@@ -12,6 +12,8 @@ namespace corvalux::gateway {
 struct Request {
   std::vector<std::string> path;                                ///< its segments, decoded; none for "/"
   std::vector<std::pair<std::string, std::string>> parameters;  ///< of the query, decoded, in their order
+  bool webSocket = false;                                       ///< it asks for one
+  std::string protocols;                                        ///< for it, as they were sent
 };
 
 /// Of a request's target, such as "/api/devices/desk/values?keys=input/*". Nothing when it is not one.

@@ -8,10 +8,12 @@
 #include <boost/beast/http/fields.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
 #include <exception>
 #include <sstream>
 #include <utility>
 
+#include "gateway/http/Handover.h"
 #include "gateway/http/HttpServer.h"
 
 namespace corvalux::gateway {
@@ -200,9 +202,12 @@ void Session::Answer() {
   headOnly = parser->get().method() == http::verb::head;
   if (const auto refusal = Refusal()) return Send(*refusal);
   const auto target = parser->get().target();
-  const auto request = parseTarget({target.data(), target.size()});
+  auto request = parseTarget({target.data(), target.size()});
   if (!request) return Send(errorResponse(400, "not a target"));
+  request->webSocket = boost::beast::websocket::is_upgrade(parser->get());
+  request->protocols = std::string(parser->get()[http::field::sec_websocket_protocol]);
   Reply reply = ReplyTo(*request);
+  if (const auto* upgrade = std::get_if<Upgrade>(&reply)) return HandOver(*upgrade);
   if (auto* next = std::get_if<std::unique_ptr<Source>>(&reply)) return Stream(std::move(*next));
   Send(std::get<Response>(reply));
 }
@@ -290,6 +295,20 @@ void Session::Write(const Buffers& buffers, void (Session::*then)(const Error&))
                     [self = shared_from_this(), then](const Error& error, std::size_t) {
                       if (!self->closed) (*self.*then)(error);
                     });
+}
+
+// ---- Becoming something else ----
+
+void Session::HandOver(const Upgrade& upgrade) {
+  if (input.size() > 0) {
+    keepAlive = false;
+    return Send(errorResponse(400, "octets came before the answer to the handshake"));
+  }
+  auto place = forwardedPlace ? std::move(forwardedPlace) : std::move(peer.addressPlace);
+  const std::string address = ClientAddress();
+  Handover given{std::move(socket), parser->release(), address, std::move(peer.place), std::move(place)};
+  Close();
+  upgrade(std::move(given));
 }
 
 // ---- Sending a source's pieces ----

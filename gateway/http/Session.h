@@ -73,6 +73,9 @@ class Session final : public std::enable_shared_from_this<Session> {
   template <typename Buffers>
   void Write(const Buffers& buffers, void (Session::*then)(const Error&));
 
+  // Becoming something else
+  void HandOver(const Upgrade& upgrade);
+
   // Sending a source's pieces
   void Stream(std::unique_ptr<Source> next);
   void PumpLater();

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <unordered_map>
+#include <utility>
 
 #include "gateway/http/Reply.h"
 
@@ -20,6 +21,26 @@ class Unsent {
     bytes -= piece->size();
     holders.erase(held);
   }
+
+  /// Counts a piece for its lifetime. May be empty.
+  class Hold {
+   public:
+    Hold() = default;
+    Hold(Unsent& unsent, Octets given) : unsent(&unsent), piece(std::move(given)) { unsent.Add(piece); }
+    ~Hold() {
+      if (piece) unsent->Remove(piece);
+    }
+    Hold(Hold&& other) noexcept : unsent(other.unsent), piece(std::exchange(other.piece, nullptr)) {}
+    Hold& operator=(Hold&& other) noexcept {
+      std::swap(unsent, other.unsent);
+      std::swap(piece, other.piece);
+      return *this;
+    }
+
+   private:
+    Unsent* unsent = nullptr;
+    Octets piece;
+  };
 
   std::size_t Bytes() const { return bytes; }
   std::size_t BytesWith(const Octets& piece) const {

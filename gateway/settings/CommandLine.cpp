@@ -99,6 +99,10 @@ void addLimits(CLI::App& app, Settings& settings) {
   addNumber(app, "--max-unsent", http.unsentBytes, "Bytes of responses that wait for slow clients", 1'048'576, 1e10);
   addNumber(app, "--max-patterns", settings.api.patterns, "Patterns of a request", 1, 1'000);
   addNumber(app, "--max-hz", settings.api.hz, "Rate that a reader may ask for", 1, 1'000);
+  addNumber(app, "--max-viewers", settings.live.viewers, "Viewers in all", 1, 100'000);
+  addNumber(app, "--max-subscriptions", settings.live.subscriptions, "Subscriptions of a viewer", 1, 1'000);
+  addNumber(app, "--max-viewer-message", settings.live.messageBytes, "Bytes of a viewer's message", 512, 1'048'576);
+  addNumber(app, "--max-viewer-messages", settings.live.messagesPerSecond, "Messages of a viewer a second", 1, 10'000);
   addNumber(app, "--max-metrics", settings.api.metricsBytes, "Bytes of a page of metrics", 65'536, 1e9);
   addNumber(app, "--max-frame", settings.device.limits.frameBytes, "Bytes of a device's message", 1'024, 1e9);
   addNumber(app, "--max-keys", settings.device.limits.keys, "Keys of a device", 1, 10'000'000);
@@ -117,6 +121,11 @@ void place(const Texts& texts, Settings& settings) {
   for (const std::string& origin : texts.origins) settings.http.names.origins.insert(originName(origin));
   for (const std::string& proxy : texts.proxies) settings.http.trustedProxies.insert(proxyName(proxy));
   settings.device.levels = Patterns(texts.levels);
+  settings.live.patterns = settings.api.patterns;
+  settings.live.rate = settings.api.hz;
+  settings.live.unsentBytes = settings.http.unsentBytes;
+  settings.live.helloTime = settings.http.headerTime;
+  settings.live.patience = settings.http.stallTime;
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ struct Settings {
   DeviceSettings device;
   HttpSettings http;
   ApiLimits api;
+  LiveLimits live;
   bool checkOnly = false;
 };
 

@@ -1,0 +1,109 @@
+"""A viewer by a library that is not ours: python3-websockets, and the schema's classes as protoc makes them."""
+import asyncio
+import contextlib
+import pathlib
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+import websockets
+from programs import PATIENCE, ROOT, check
+
+generated = tempfile.TemporaryDirectory(prefix="corvalux-")
+subprocess.run(["protoc", f"--proto_path={ROOT}/proto", f"--python_out={generated.name}",
+                "corvalux/grpc/streams.proto", "corvalux/live/live.proto"], check=True)
+sys.path.insert(0, generated.name)
+from corvalux.live import live_pb2 as live  # noqa: E402
+
+STREAMS = {"fast": live.STREAM_FAST, "slow": live.STREAM_SLOW, "changes": live.STREAM_CHANGES}
+
+
+def value(entry):
+    """Of a KeyValue, as Python has it."""
+    kind = entry.value.WhichOneof("value")
+    found = getattr(entry.value, kind) if kind else None
+    return found.data if kind == "string_value" else list(found.values) if kind and kind.endswith("array") else found
+
+
+def values(entries):
+    """By key; of a key that repeats, the last."""
+    return {entry.key: value(entry) for entry in entries.entries}
+
+
+class Viewer:
+    """Takes what comes and answers pings by itself; acknowledges what it has taken, unless it is frozen."""
+
+    def __init__(self, gateway, acknowledges=True, hello=True, rate=0, window=None, path="/live", source=None, headers=(),
+                 protocols=("corvalux.v1",)):
+        self.gateway, self.acknowledges, self.hello, self.rate = gateway, acknowledges, hello, rate
+        self.window, self.path, self.source, self.headers, self.protocols = window, path, source, headers, protocols
+        self.updates = self.drawn = 0
+        self.frozen = self.pongs = True
+        self.frozen = False
+
+    async def __aenter__(self):
+        connection = self.gateway.connect(**({"source": self.source} if self.source else {}))
+        if self.window:
+            connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, self.window)
+        connection.setblocking(False)
+        self.socket = await websockets.connect(
+            f"ws://localhost{self.path}", sock=connection, subprotocols=list(self.protocols), compression=None,
+            ping_interval=None, max_size=None, max_queue=1, extra_headers=list(self.headers), close_timeout=1)
+        if self.hello:
+            await self.say(hello=live.ViewerHello(acknowledges=self.acknowledges, devices_per_second=self.rate))
+        return self
+
+    async def __aexit__(self, *_):
+        self.socket.transport.abort()
+        with contextlib.suppress(Exception):
+            await self.socket.wait_closed()
+
+    async def say(self, **message):
+        await self.socket.send(live.FromViewer(**message).SerializeToString())
+
+    async def subscribe(self, device="desk", streams=("fast",), number=1, **more):
+        await self.say(subscribe=live.Subscribe(subscription=number, device=device,
+                                                streams=[STREAMS[stream] for stream in streams], **more))
+
+    async def next(self, seconds=PATIENCE):
+        """The next message; what the protocol asks for is done."""
+        message = live.ToViewer.FromString(await asyncio.wait_for(self.socket.recv(), seconds))
+        kind = message.WhichOneof("message")
+        if kind == "ping" and self.pongs:
+            await self.say(pong=live.Pong(clock=message.ping.clock))
+        if kind == "update":
+            self.updates += 1
+            if self.acknowledges:
+                await self.acknowledge(self.updates)
+        return getattr(message, kind)
+
+    async def acknowledge(self, updates):
+        await self.say(acknowledge=live.Acknowledge(updates=updates))
+
+    async def until(self, kind, matches=lambda message: True, seconds=PATIENCE):
+        """The next message of a kind that matches."""
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            message = await self.next(seconds)
+            if isinstance(message, kind) and matches(message):
+                return message
+        return check(False, f"a {kind.__name__} comes")
+
+    async def snapshot(self, number=1):
+        """All parts of a snapshot."""
+        parts = []
+        while not parts or not parts[-1].last:
+            parts.append(await self.until(live.Snapshot, lambda part: part.subscription == number))
+        return parts
+
+    async def closed(self, seconds=PATIENCE):
+        """The code with which the gateway closes the connection, and the last error that it said."""
+        error = None
+        try:
+            while True:
+                message = await self.next(seconds)
+                error = message if isinstance(message, live.Error) else error
+        except websockets.ConnectionClosed as end:
+            return end.rcvd.code if end.rcvd else 1006, error
