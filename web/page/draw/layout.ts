@@ -20,7 +20,7 @@ const gap = 24;
 const least = 22;
 const most = 110;
 /** A row that is narrower in relation to its height has no room for its bar. */
-const widthToHeight = 11;
+const widthToHeight = 14;
 const leastColumn = 250;
 
 /** Rows as high as the room allows, so that they can be read from far away. */

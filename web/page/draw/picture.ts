@@ -41,8 +41,9 @@ export class Picture {
     let texts = false;
     for (let i = 0; i < this.items.length; i++) {
       const item = this.items[i];
+      const { tone } = item;
       if (measure(item, this.sheet.bar.length, isLive(item.row) ? 0 : greyTone)) this.dirty.push(item);
-      if (this.turn === 1 || (this.turn + i) % textTurns === 0) texts = this.texts.draw(item) || texts;
+      if (tone !== item.tone || (this.turn + i) % textTurns === 0) texts = this.texts.draw(item) || texts;
     }
     if (this.dirty.length > 0) this.bars.draw(this.dirty, this.runs);
     return texts || this.dirty.length > 0;

@@ -39,10 +39,12 @@ export class Texts {
     context.textBaseline = 'middle';
     this.sheet.setFont(1, 700);
     context.fillStyle = palette.ink;
-    context.fillText(fitted(context, text, this.sheet.px(parts.label.width)), x, middle);
+    const shown = fitted(context, text, this.sheet.px(layout.columnWidth * 0.6));
+    context.fillText(shown, x, middle);
+    const free = x + context.measureText(shown).width + parts.font * this.sheet.scale;
     this.sheet.setFont(0.72);
     context.fillStyle = palette.faint;
-    this.scale(x + this.sheet.bar.left, middle);
+    this.scale(x + this.sheet.bar.left, middle, free);
   }
 
   /** Those that have changed; false if there was none. */
@@ -54,17 +56,17 @@ export class Texts {
   }
 
   /** From the right: the top of the scale is what matters. */
-  private scale(x: number, y: number): void {
+  private scale(x: number, y: number, begin: number): void {
     const { context, bar } = this.sheet;
-    let free = Infinity;
+    let end = Infinity;
     context.textAlign = 'center';
     for (const db of [...ticks].reverse()) {
       const text = String(db).replace('-', '−');
       const half = context.measureText(text).width / 2;
       const middle = Math.min(x + deflection(db) * bar.length, x + bar.length - half);
-      if (middle + half > free || middle - half < x) continue;
+      if (middle + half > end || middle - half < Math.max(x, begin)) continue;
       context.fillText(text, middle, y);
-      free = middle - half * 1.6;
+      end = middle - half * 1.6;
     }
     context.textAlign = 'left';
   }

@@ -19,9 +19,10 @@ export function clockText(ms: number): string {
   return [time.getHours(), time.getMinutes(), time.getSeconds()].map((part) => String(part).padStart(2, '0')).join(':');
 }
 
-/** A float has been widened to a double: as few digits as give the same float. */
+/** A float has been widened to a double: as few digits as give the same float. Of a double nobody reads more than six. */
 function numberText(number: number): string {
-  if (Number.isInteger(number) || Math.fround(number) !== number) return String(number);
+  if (Number.isInteger(number)) return String(number);
+  if (Math.fround(number) !== number) return String(Math.abs(number) < 1e-3 ? number : Number(number.toFixed(6)));
   for (let digits = 6; digits < 9; digits++) {
     const short = Number(number.toPrecision(digits));
     if (Math.fround(short) === number) return String(short);

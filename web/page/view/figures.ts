@@ -2,6 +2,8 @@ import { durationText } from '../model/text.js';
 import type { Source } from '../model/source.js';
 import { element, setText } from './dom.js';
 
+const rateText = (rate: number) => (rate > 0 ? `${rate.toFixed(rate < 10 ? 1 : 0)}/s` : '–');
+
 /** How old and how complete the picture is. */
 export class Figures {
   readonly element = element('dl', { class: 'figures' });
@@ -33,7 +35,7 @@ export class Figures {
     if (now - this.since >= 1000) this.nextSecond(updates, now);
     this.set('age', Number.isNaN(source.age(now)) ? '–' : durationText(source.age(now)));
     this.set('rate', this.rate);
-    this.set('merged', merged > 1 ? `${merged} to 1` : 'none');
+    this.set('merged', !updates ? '–' : merged > 1 ? `${merged} to 1` : 'none');
     this.set('delay', this.delayShown);
   }
 
@@ -41,7 +43,7 @@ export class Figures {
   private nextSecond(updates: number, now: number): void {
     const passed = (now - this.since) / 1000;
     const count = updates >= this.counted ? updates - this.counted : updates;
-    this.rate = passed < 5 ? `${(count / passed).toFixed(count / passed < 10 ? 1 : 0)}/s` : '–';
+    this.rate = passed < 5 ? rateText(count / passed) : '–';
     this.delayShown = this.delay > 0 ? durationText(this.delay) : '–';
     this.counted = updates;
     this.since = now;

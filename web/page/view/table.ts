@@ -9,6 +9,7 @@ interface Line {
   name: HTMLElement;
   meter: HTMLMeterElement;
   level: HTMLElement;
+  held: HTMLElement;
   clips: HTMLElement;
 }
 
@@ -28,7 +29,7 @@ export class Table {
   private turn = 0;
 
   constructor(private readonly bridge: Bridge) {
-    const heads = ['Strip', 'Level', 'dB', 'Clips'].map((text) => element('th', { scope: 'col' }, text));
+    const heads = ['Strip', 'Level', 'dB', 'Held, dB', 'Clips'].map((text) => element('th', { scope: 'col' }, text));
     const head = element('thead', {}, element('tr', {}, ...heads));
     this.element.append(element('table', {}, element('caption', {}, 'Meters'), head, this.body));
   }
@@ -46,15 +47,28 @@ export class Table {
     this.lines = strips.map((row) => {
       const { prefix } = row.source.sets[row.set].strips[row.index];
       const name = element('th', { scope: 'row', 'data-strip': `${row.source.device}:${prefix}` });
-      const line = { row, name, meter: meterOf(prefix), level: element('td'), clips: element('td') };
+      const line = {
+        row,
+        name,
+        meter: meterOf(prefix),
+        level: element('td'),
+        held: element('td'),
+        clips: element('td'),
+      };
       this.write(line);
       return line;
     });
-    const cells = this.lines.map(({ name, meter, level, clips }) => [name, element('td', {}, meter), level, clips]);
+    const cells = this.lines.map(({ name, meter, level, held, clips }) => [
+      name,
+      element('td', {}, meter),
+      level,
+      held,
+      clips,
+    ]);
     this.body.replaceChildren(...cells.map((each) => element('tr', {}, ...each)));
   }
 
-  private write({ row, name, meter, level, clips }: Line): void {
+  private write({ row, name, meter, level, held, clips }: Line): void {
     const strips = row.source.sets[row.set];
     const db = strips.peak[row.index];
     const value = Math.max(lowest, Math.min(0, db));
@@ -63,6 +77,7 @@ export class Table {
     setAttribute(meter, 'aria-label', label);
     if (meter.value !== value) meter.value = value;
     setText(level, levelText(db));
+    setText(held, levelText(strips.holds.levels[row.index]));
     setText(clips, String(strips.lit[row.index]));
   }
 }

@@ -13,7 +13,7 @@ test('devices are tiles with their states in words', async () => {
     const badges = await page.texts('.tile .badge');
     return badges.length === 3 && badges.filter((text) => text.includes('live')).length === 2;
   });
-  assert.deepEqual(await page.texts('.tile strong'), ['desk', 'stage', 'rack']);
+  assert.deepEqual(await page.texts('.tile strong'), ['desk', 'rack', 'stage']);
   await page.shows('.tile[data-state=lost] .badge', 'lost');
   await page.shows('.tile[data-state=lost] .reason', /\w+/);
   await page.shows('.tile[data-state=live] .level', /^−\d+\.\d dB$/);
@@ -196,11 +196,18 @@ test('a paused picture stands still and says so', async () => {
 });
 
 test('held peaks that stay do, until they are reset', async () => {
-  const page = await stand.live('#/desk?hold=keep&keys=input/1');
-  const before = await page.picture();
-  await until('it moves', async () => (await page.picture()) !== before);
+  const page = await stand.live('#/desk?hold=keep');
+  const held = async () =>
+    (await page.texts('.meters-table td:nth-of-type(3)')).map((text) => Number(text.replace('−', '-')));
+  const first = await held();
+  await new Promise((resume) => setTimeout(resume, 4000)); // more than peaks are held otherwise
+  const later = await held();
+  assert.ok(
+    later.every((level, i) => level >= first[i]),
+    `${first.join()} became ${later.join()}`,
+  );
   await page.press('Reset peaks');
-  await page.tab.keyboard.press('r');
+  await until('peaks are lower', async () => (await held()).some((level, i) => level < later[i]));
   await page.close();
 });
 
