@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <string>
 #include <utility>
 
@@ -19,6 +20,12 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// Where none was asked for, none needs to be installed.
+Files pageOf(const Settings& settings) {
+  if (!settings.page.empty()) return Files(settings.page);
+  return std::filesystem::is_directory(CORVALUX_PAGE_FOLDER) ? Files(CORVALUX_PAGE_FOLDER) : Files();
+}
+
 }  // namespace
 
 Gateway::Gateway(const Settings& settings, std::function<std::optional<Settings>()> readAgain)
@@ -28,7 +35,8 @@ Gateway::Gateway(const Settings& settings, std::function<std::optional<Settings>
       devices(loop, settings.device, [this](const Device& device) { Report(device); }),
       viewers(loop, devices, settings.live,
               [this](const std::string& reason, const std::string& address) { server.Refuse(reason, address); }),
-      api(loop, devices, viewers, settings.api, [this] { return Counts(); }),
+      page(pageOf(settings)),
+      api(loop, devices, viewers, page, settings.api, [this] { return Counts(); }),
       server(
           loop, settings.http, [this](const Request& request) { return api.Handle(request); },
           [this](const std::string& reason, const std::string& address) {

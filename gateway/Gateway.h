@@ -42,6 +42,7 @@ class Gateway {
   const ServiceManager manager;
   Devices devices;
   Viewers viewers;
+  const Files page;
   Api api;
   HttpServer server;
 };

@@ -19,6 +19,8 @@ constexpr std::chrono::seconds metricsAge{1};
 constexpr const char* index =
     "corvalux-gateway\n"
     "\n"
+    "/                                                   the page, if it is installed\n"
+    "/api                                                this text\n"
     "/api/devices                                        all devices, with a summary each\n"
     "/api/devices/NAME/values?keys=PATTERN               present values\n"
     "/api/devices/NAME/stream?streams=fast,slow,changes&keys=PATTERN&hz=RATE\n"
@@ -64,19 +66,20 @@ bool offers(const std::string& list, const std::string& one) {
 
 }  // namespace
 
-Api::Api(boost::asio::io_context& loop, Devices& devices, Viewers& viewers, ApiLimits limits,
+Api::Api(boost::asio::io_context& loop, Devices& devices, Viewers& viewers, const Files& page, ApiLimits limits,
          std::function<ClientCounts()> counts)
-    : loop(loop), devices(devices), viewers(viewers), limits(limits), counts(std::move(counts)) {}
+    : loop(loop), devices(devices), viewers(viewers), page(page), limits(limits), counts(std::move(counts)) {}
 
 Reply Api::Handle(const Request& request) {
   const auto& path = request.path;
   try {
     if (path.size() == 4 && path[0] == "api" && path[1] == "devices") return OfDevice(request);
+    if (const Response* file = page.Find(path, request.gzip)) return *file;
     QueryOf(request, {});
   } catch (const std::invalid_argument& error) {
     return errorResponse(400, error.what());
   }
-  if (path.empty()) return plain(index);
+  if (path.empty() || path == std::vector<std::string>{"api"}) return plain(index);
   if (path == std::vector<std::string>{"live"}) return Live(request);
   if (path == std::vector<std::string>{"healthz"}) return plain("ok\n");
   if (path == std::vector<std::string>{"metrics"}) {

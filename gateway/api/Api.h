@@ -14,6 +14,7 @@
 #include "gateway/devices/Devices.h"
 #include "gateway/http/Reply.h"
 #include "gateway/live/Viewers.h"
+#include "gateway/page/Files.h"
 
 namespace corvalux::gateway {
 
@@ -28,7 +29,7 @@ struct ApiLimits {
 class Api {
  public:
   /// `counts` is asked for each page of metrics. Everything given must outlive this and its replies.
-  Api(boost::asio::io_context& loop, Devices& devices, Viewers& viewers, ApiLimits limits,
+  Api(boost::asio::io_context& loop, Devices& devices, Viewers& viewers, const Files& page, ApiLimits limits,
       std::function<ClientCounts()> counts);
 
   Reply Handle(const Request& request);
@@ -54,6 +55,7 @@ class Api {
   boost::asio::io_context& loop;
   Devices& devices;
   Viewers& viewers;
+  const Files& page;
   const ApiLimits limits;
   const std::function<ClientCounts()> counts;
   uint64_t skipped = 0;

@@ -18,6 +18,10 @@ struct Response {
   unsigned status = 200;
   const char* type = "application/json";
   Octets body;
+  const char* cacheControl = "no-store";
+  const char* policy = "default-src 'none'";  ///< what a page may load
+  bool gzip = false;                          ///< the body is compressed
+  bool varies = false;                        ///< with what the client accepts
 };
 
 /// An endless response. Its session pulls a piece whenever the client has taken the one before, so a slow client costs

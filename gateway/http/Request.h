@@ -14,6 +14,7 @@ struct Request {
   std::vector<std::pair<std::string, std::string>> parameters;  ///< of the query, decoded, in their order
   bool webSocket = false;                                       ///< it asks for one
   std::string protocols;                                        ///< for it, as they were sent
+  bool gzip = false;                                            ///< it accepts a compressed body
 };
 
 /// Of a request's target, such as "/api/devices/desk/values?keys=input/*". Nothing when it is not one.

@@ -2,11 +2,13 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/fields.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/beast/http/rfc7230.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <exception>
@@ -37,6 +39,12 @@ std::chrono::nanoseconds threadTime() {
   timespec time{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+/// Nobody who can take gzip says so with q=0.
+bool acceptsGzip(boost::beast::string_view list) {
+  const http::ext_list encodings(list);
+  return std::any_of(encodings.begin(), encodings.end(), [](const auto& each) { return each.first == "gzip"; });
 }
 
 bool isTooLarge(const boost::system::error_code& error) {
@@ -205,6 +213,7 @@ void Session::Answer() {
   auto request = parseTarget({target.data(), target.size()});
   if (!request) return Send(errorResponse(400, "not a target"));
   request->webSocket = boost::beast::websocket::is_upgrade(parser->get());
+  request->gzip = acceptsGzip(parser->get()[http::field::accept_encoding]);
   request->protocols = std::string(parser->get()[http::field::sec_websocket_protocol]);
   Reply reply = ReplyTo(*request);
   if (const auto* upgrade = std::get_if<Upgrade>(&reply)) return HandOver(*upgrade);
@@ -241,7 +250,7 @@ void Session::Send(const Response& response) {
     return Send(errorResponse(503, "too many responses wait for slow clients"));
   }
   Hold(response.body);
-  header = Header(response.status, response.type);
+  header = Header(response);
   const std::array<asio::const_buffer, 2> octets{asio::buffer(header),
                                                  asio::buffer(body->data(), headOnly ? 0 : body->size())};
   Write(octets, &Session::OnSent);
@@ -261,17 +270,20 @@ void Session::Linger() {
   DiscardInput();
 }
 
-std::string Session::Header(unsigned status, const char* type) const {
-  http::response<http::empty_body> response(static_cast<http::status>(status), 11);
-  response.set(http::field::content_type, type);
-  response.set(http::field::cache_control, "no-store");
+std::string Session::Header(const Response& of) const {
+  http::response<http::empty_body> response(static_cast<http::status>(of.status), 11);
+  response.set(http::field::content_type, of.type);
+  response.set(http::field::cache_control, of.cacheControl);
   response.set("X-Content-Type-Options", "nosniff");
-  response.set("Content-Security-Policy", "default-src 'none'");
-  if (status == 405) response.set(http::field::allow, "GET, HEAD");
-  if (status == 503 || status == 429) response.set(http::field::retry_after, "10");
+  response.set("Content-Security-Policy", of.policy);
+  if (of.gzip) response.set(http::field::content_encoding, "gzip");
+  if (of.varies) response.set(http::field::vary, "Accept-Encoding");
+  if (of.status == 405) response.set(http::field::allow, "GET, HEAD");
+  if (of.status == 426) response.set(http::field::upgrade, "websocket");
+  if (of.status == 503 || of.status == 429) response.set(http::field::retry_after, "10");
   if (originTaken) {
     response.set(http::field::access_control_allow_origin, parser->get()[http::field::origin]);
-    response.set(http::field::vary, "Origin");
+    response.set(http::field::vary, of.varies ? "Accept-Encoding, Origin" : "Origin");
   }
   if (body) {
     response.set(http::field::content_length, std::to_string(body->size()));
@@ -315,7 +327,7 @@ void Session::HandOver(const Upgrade& upgrade) {
 
 void Session::Stream(std::unique_ptr<Source> next) {
   keepAlive = false;
-  header = Header(200, next->Type());
+  header = Header({200, next->Type(), nullptr});
   if (headOnly) return Write(asio::const_buffer(asio::buffer(header)), &Session::OnSent);
   source = std::move(next);
   ++server.readers;

@@ -69,7 +69,7 @@ class Session final : public std::enable_shared_from_this<Session> {
   void Send(const Response& response);
   void OnSent(const Error& error);
   void Linger();
-  std::string Header(unsigned status, const char* type) const;
+  std::string Header(const Response& response) const;
   template <typename Buffers>
   void Write(const Buffers& buffers, void (Session::*then)(const Error&));
 

@@ -43,11 +43,12 @@ std::optional<Subscription::Out> Subscription::Next(const Window* window, Unsent
   return std::nullopt;
 }
 
-Subscription::Present Subscription::PresentOf(Stream stream, Unsent& unsent) {
+Subscription::Present Subscription::PresentOf(Stream stream, Unsent& unsent, Clock::time_point now) {
   Present made;
   Lane& lane = lanes.at(indexOf(stream));
   lane.sent = excerpt->Of()->Values().Sequence(stream);
   lane.span = excerpt->Begin(stream);
+  lane.due = now + std::chrono::duration_cast<Clock::duration>(wanted.interval);
   if (lane.sent == 0) return made;
   if (stream == Stream::changes) {
     std::tie(made.octets, made.arrivals) = excerpt->AllChanges();
@@ -66,7 +67,7 @@ Subscription::Present Subscription::PresentOf(Stream stream, Unsent& unsent) {
 
 Subscription::Out Subscription::NextPart(Unsent& unsent, Clock::time_point now) {
   const Stream stream = wanted.streams[next];
-  if (!present) present = PresentOf(stream, unsent);
+  if (!present) present = PresentOf(stream, unsent, now);
   Present& of = *present;
   const std::size_t begin = of.sent == 0 ? 0 : of.ends[of.sent - 1];
   const std::size_t first = of.sent;

@@ -78,7 +78,7 @@ class Subscription final : private Excerpt::Follower {
   void OnNews(client::Stream) override { wake(); }
   void OnGone() override { wake(); }
 
-  Present PresentOf(client::Stream stream, Unsent& unsent);
+  Present PresentOf(client::Stream stream, Unsent& unsent, Clock::time_point now);
   Out NextPart(Unsent& unsent, Clock::time_point now);
   std::optional<Out> NextUpdate(client::Stream stream, const Window* window, Clock::time_point now);
   Clock::time_point Arrival(client::Stream stream) const;

@@ -74,6 +74,9 @@ void addMain(CLI::App& app, Settings& settings, Texts& texts) {
   app.add_option("--listen", settings.http.listen, "ADDRESS:PORT or unix:PATH; port 0 takes a free one")
       ->type_name("WHERE")
       ->capture_default_str();
+  app.add_option("--page", settings.page, "Folder of the page's files; the installed one if it is not given")
+      ->type_name("FOLDER")
+      ->check(CLI::ExistingDirectory);
   app.config_formatter(std::make_shared<OptionsFile>(app));
   app.set_config("--config", "", "Read options from FILE")->type_name("FILE");
   app.add_flag("--check-config", settings.checkOnly, "Say whether the options are right, and end")->configurable(false);

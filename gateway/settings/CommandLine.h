@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "gateway/api/Api.h"
@@ -17,6 +18,7 @@ struct Settings {
   HttpSettings http;
   ApiLimits api;
   LiveLimits live;
+  std::string page;  ///< a folder; empty: the installed one, if there is one
   bool checkOnly = false;
 };
 

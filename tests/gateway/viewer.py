@@ -1,5 +1,6 @@
 """A viewer by a library that is not ours: python3-websockets, and the schema's classes as protoc makes them."""
 import asyncio
+import collections
 import contextlib
 import pathlib
 import socket
@@ -33,15 +34,15 @@ def values(entries):
 
 
 class Viewer:
-    """Takes what comes and answers pings by itself; acknowledges what it has taken, unless it is frozen."""
+    """Takes what comes and answers pings by itself; acknowledges what it has taken, unless told not to."""
 
     def __init__(self, gateway, acknowledges=True, hello=True, rate=0, window=None, path="/live", source=None, headers=(),
                  protocols=("corvalux.v1",)):
         self.gateway, self.acknowledges, self.hello, self.rate = gateway, acknowledges, hello, rate
         self.window, self.path, self.source, self.headers, self.protocols = window, path, source, headers, protocols
         self.updates = self.drawn = 0
-        self.frozen = self.pongs = True
-        self.frozen = False
+        self.pongs = True
+        self.counts = collections.Counter()  # of messages
 
     async def __aenter__(self):
         connection = self.gateway.connect(**({"source": self.source} if self.source else {}))
@@ -57,7 +58,8 @@ class Viewer:
 
     async def __aexit__(self, *_):
         self.socket.transport.abort()
-        with contextlib.suppress(Exception):
+        self.socket.transfer_data_task.cancel()  # it waits for ever if nobody takes what has come
+        with contextlib.suppress(Exception, asyncio.CancelledError):
             await self.socket.wait_closed()
 
     async def say(self, **message):
@@ -71,6 +73,7 @@ class Viewer:
         """The next message; what the protocol asks for is done."""
         message = live.ToViewer.FromString(await asyncio.wait_for(self.socket.recv(), seconds))
         kind = message.WhichOneof("message")
+        self.counts[kind] += 1
         if kind == "ping" and self.pongs:
             await self.say(pong=live.Pong(clock=message.ping.clock))
         if kind == "update":
@@ -78,6 +81,18 @@ class Viewer:
             if self.acknowledges:
                 await self.acknowledge(self.updates)
         return getattr(message, kind)
+
+    async def several(self, count):
+        """The next updates."""
+        return [await self.until(live.Update) for _ in range(count)]
+
+    async def quiet(self, seconds, most):
+        """Whether no more than so many updates come in this time."""
+        end, before = time.monotonic() + seconds, self.updates
+        with contextlib.suppress(asyncio.TimeoutError):
+            while (left := end - time.monotonic()) > 0:
+                await self.next(left)
+        return self.updates - before <= most
 
     async def acknowledge(self, updates):
         await self.say(acknowledge=live.Acknowledge(updates=updates))
