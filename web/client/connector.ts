@@ -40,9 +40,10 @@ export class Connector {
     this.retry = setTimeout(() => this.connect(), 0); // when its owner is complete
   }
 
-  /** Does nothing without a line. */
-  send(octets: Octets): void {
+  /** Answers whether there is a line. */
+  send(octets: Octets): boolean {
     if (this.isOpen) this.socket?.send(octets);
+    return this.isOpen;
   }
 
   /** The gateway has answered. */

@@ -14,7 +14,8 @@ export class Subscriptions {
   private readonly byNumber = new Map<number, LiveSubscription>(); // those that the gateway has
   private numbers = 0; // none is used twice, so that what was on its way to an earlier one finds nobody
 
-  constructor(private readonly send: (request: Octets) => void) {}
+  /** send answers whether there is a line. */
+  constructor(private readonly send: (request: Octets) => boolean) {}
 
   add(wanted: Wanted, events: SubscriptionEvents): Subscription {
     const subscription = new LiveSubscription(wanted, events, (it) => this.remove(it));
@@ -67,10 +68,11 @@ export class Subscriptions {
 
   private request(subscription: LiveSubscription): void {
     clearTimeout(subscription.retry);
-    this.numbers += 1;
-    subscription.begin(this.numbers);
-    this.byNumber.set(this.numbers, subscription);
-    this.send(requests.subscribe(this.numbers, subscription.wanted));
+    const number = this.numbers + 1;
+    if (!this.send(requests.subscribe(number, subscription.wanted))) return; // on the next connection
+    this.numbers = number;
+    subscription.begin(number);
+    this.byNumber.set(number, subscription);
   }
 
   private requestLater(subscription: LiveSubscription): void {

@@ -257,7 +257,10 @@ test('colours and theme are remembered', async () => {
   await page.tab.select('.sheet label:nth-of-type(1) select', 'light');
   await page.tab.select('.sheet label:nth-of-type(2) select', 'safe');
   await page.tab.reload();
-  const { theme, colours } = await page.tab.$eval('html', (root) => ({ ...root.dataset }));
+  const { theme, colours } = await page.tab.$eval('html', ({ dataset }) => ({
+    theme: dataset['theme'],
+    colours: dataset['colours'],
+  }));
   assert.deepEqual([theme, colours], ['light', 'safe']);
   await page.tab.evaluate(() => {
     localStorage.clear();

@@ -52,7 +52,7 @@ export class Stand {
     const { program, url } = await gateway({ desk: `${name}-desk`, stage: `${name}-stage`, rack: `${name}-rack` });
     this.gateway = program;
     this.direct = url;
-    this.line = new Line(url, process.env['CORVALUX_PAGE'] ?? 'dist/page');
+    this.line = new Line(Number(new URL(url).port));
     this.url = await this.line.open();
   }
 }

@@ -132,7 +132,7 @@ export class Page {
   }
 
   picture(): Promise<string> {
-    return this.tab.$eval('.bridge canvas', (canvas) => (canvas as HTMLCanvasElement).toDataURL());
+    return this.tab.$eval('.bridge canvas', (canvas) => (canvas).toDataURL());
   }
 
   /** Of grey bars that begin at these places: until where each is solid, and until where it is lighter. */
@@ -156,18 +156,19 @@ export class Page {
     return this.tab.$eval('.bridge canvas', read, places, length);
   }
 
-  /** How many pictures are drawn meanwhile. */
+  /** How many pictures are drawn meanwhile: what is drawn at one time of the page's clock is one. */
   picturesWithin(ms: number): Promise<number> {
     return this.tab.evaluate(async (time) => {
-      const prototype = CanvasRenderingContext2D.prototype;
-      const { fillRect } = prototype;
-      const drawn = new Set<number>();
+      const { prototype } = CanvasRenderingContext2D;
+      const original = Object.getOwnPropertyDescriptor(prototype, 'fillRect') ?? {};
+      const drawn = new Set<unknown>();
+      const fill = original.value as (...box: number[]) => void;
       prototype.fillRect = function (...box) {
-        drawn.add(Math.round(performance.now() / 30));
-        fillRect.apply(this, box);
+        drawn.add(document.timeline.currentTime);
+        fill.apply(this, box);
       };
       await new Promise((resume) => setTimeout(resume, time));
-      prototype.fillRect = fillRect;
+      Object.defineProperty(prototype, 'fillRect', original);
       return drawn.size;
     }, ms);
   }

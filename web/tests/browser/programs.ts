@@ -83,6 +83,7 @@ export async function gateway(
 ): Promise<{ program: Program; url: string }> {
   const named = Object.entries(devices).map(([name, socket]) => `${name}=${socketOf(socket)}`);
   const listen = options.includes('--listen') ? [] : ['--listen', '127.0.0.1:0'];
-  const program = new Program(fromEnvironment('CORVALUX_GATEWAY'), [...listen, ...options, ...named]);
+  const page = ['--page', process.env['CORVALUX_PAGE'] ?? 'dist/page'];
+  const program = new Program(fromEnvironment('CORVALUX_GATEWAY'), [...listen, ...page, ...options, ...named]);
   return { program, url: await program.says(/serving (http\S+)\n/) };
 }
