@@ -44,7 +44,7 @@ export class App {
       acknowledgeClips: () => this.view?.acknowledgeClips(),
       chooseStrips: () => this.choose(),
     },
-    element('a', { class: 'brand', 'aria-label': 'All devices' }, 'corvalux'),
+    element('a', { class: 'brand', title: 'All devices' }, 'corvalux'),
     this.menu.element,
   );
 
@@ -96,7 +96,7 @@ export class App {
   private connect(): void {
     this.client?.close();
     const urls = liveUrls(location.href, this.address.gateways);
-    const events = { connection: () => this.tick(), devices: () => this.tick() };
+    const events = { connection: () => this.describeState(), devices: () => this.describeState() };
     this.client = new LiveClient({ urls, devicesPerSecond, events });
     this.client.setHidden(document.hidden);
   }
@@ -142,11 +142,17 @@ export class App {
     if (!view || document.hidden) return;
     const now = performance.now();
     view.tick(now);
-    const found = view.condition(now);
+    this.header.figures.tick(view.sources[0], now);
+    this.describeState();
+  }
+
+  private describeState(): void {
+    const { view } = this;
+    if (!view) return;
+    const found = view.condition(performance.now());
     const paused = this.paused && found.state === 'live';
     const condition = paused ? { state: 'paused' as const, word: words.paused, sentence: '' } : found;
     this.header.tick(condition, view.title, this.paused);
-    this.header.figures.tick(view.sources[0], now);
     if (view.sources.length) this.frames.request();
   }
 

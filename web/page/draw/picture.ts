@@ -34,19 +34,17 @@ export class Picture {
     this.dropCovered(placed);
   }
 
-  /** Draws the present levels; true if anything has changed. */
-  draw(isLive: (row: StripRow) => boolean): boolean {
+  /** Draws the present levels. */
+  draw(isLive: (row: StripRow) => boolean): void {
     this.turn++;
     this.dirty.length = 0;
-    let texts = false;
     for (let i = 0; i < this.items.length; i++) {
       const item = this.items[i];
       const { tone } = item;
       if (measure(item, this.sheet.bar.length, isLive(item.row) ? 0 : greyTone)) this.dirty.push(item);
-      if (tone !== item.tone || (this.turn + i) % textTurns === 0) texts = this.texts.draw(item) || texts;
+      if (tone !== item.tone || (this.turn + i) % textTurns === 0) this.texts.draw(item);
     }
     if (this.dirty.length > 0) this.bars.draw(this.dirty, this.runs);
-    return texts || this.dirty.length > 0;
   }
 
   /** The strip at a place of the canvas, in CSS pixels. */

@@ -47,12 +47,12 @@ export class Texts {
     this.scale(x + this.sheet.bar.left, middle, free);
   }
 
-  /** Those that have changed; false if there was none. */
-  draw(item: Item): boolean {
-    const number = this.number(item);
-    const lamp = this.lamp(item);
+  /** Those that have changed. */
+  draw(item: Item): void {
+    this.number(item);
+    this.lamp(item);
     this.spectrum(item);
-    return this.others(item) || number || lamp;
+    this.others(item);
   }
 
   /** From the right: the top of the scale is what matters. */
@@ -71,23 +71,22 @@ export class Texts {
     context.textAlign = 'left';
   }
 
-  private number(item: Item): boolean {
+  private number(item: Item): void {
     const { context, parts, palette, bar } = this.sheet;
     const held = setOf(item).holds.levels[item.row.index];
     const colour = palette.text[item.tone === greyTone ? greyTone : zoneOf(held)];
     const text = levelText(held);
-    if (item.number === colour + text) return false;
+    if (item.number === colour + text) return;
     item.number = colour + text;
     this.numbers.draw(context, text, colour, item.x + this.sheet.px(parts.number.x), item.y + bar.top);
-    return true;
   }
 
-  private lamp(item: Item): boolean {
+  private lamp(item: Item): void {
     const { context, parts, palette, bar } = this.sheet;
     const lit = setOf(item).lit[item.row.index];
     const lamp = lit <= 0 ? palette.track : item.tone === greyTone ? palette.solid[greyTone] : palette.lamp;
     const text = lit <= 0 ? '' : lit > 99 ? '99+' : String(lit);
-    if (item.lamp === lamp + text) return false;
+    if (item.lamp === lamp + text) return;
     item.lamp = lamp + text;
     const x = item.x + this.sheet.px(parts.lamp.x);
     const width = this.sheet.px(parts.lamp.width);
@@ -98,7 +97,6 @@ export class Texts {
     context.textAlign = 'center';
     context.fillText(text, x + width / 2, item.y + bar.top + bar.height / 2, width);
     context.textAlign = 'left';
-    return true;
   }
 
   private spectrum(item: Item): void {
@@ -112,13 +110,13 @@ export class Texts {
   }
 
   /** The rest of the strip's values. */
-  private others(item: Item): boolean {
+  private others(item: Item): void {
     const { context, parts, palette, rowHeight } = this.sheet;
-    if (parts.others.width <= 0) return false;
+    if (parts.others.width <= 0) return;
     const { meters, strips } = setOf(item);
     const { others } = strips[item.row.index];
     const text = others.map(({ name, place }) => `${name} ${describe(meters.value(place))}`).join(' ');
-    if (text === item.others) return false;
+    if (text === item.others) return;
     item.others = text;
     const x = item.x + this.sheet.px(parts.others.x);
     const width = this.sheet.px(parts.others.width);
@@ -127,6 +125,5 @@ export class Texts {
     this.sheet.setFont(0.8);
     context.fillStyle = palette.faint;
     context.fillText(fitted(context, text, width), x, item.y + rowHeight / 2);
-    return true;
   }
 }

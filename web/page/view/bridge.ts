@@ -23,6 +23,7 @@ export class Bridge {
   private version = '';
   private names = '';
   private stale = true;
+  private isStill = false;
 
   constructor(
     private readonly sources: readonly Source[],
@@ -42,13 +43,15 @@ export class Bridge {
     this.changed();
   };
 
-  draw(palette: Palette, isLive: (source: Source) => boolean): boolean {
+  /** Still: a picture that is drawn stays as it is. */
+  draw(palette: Palette, still: boolean, isLive: (source: Source) => boolean): void {
     const version = versionOf(this.sources, this.filter);
     if (version !== this.version) this.arrange(version);
-    const all = this.stale;
-    if (all) this.place(palette);
+    if (still && this.isStill && !this.stale) return;
+    this.isStill = still;
+    if (this.stale) this.place(palette);
     const live = new Set(this.sources.filter(isLive));
-    return (this.picture?.draw((row) => live.has(row.source)) ?? false) || all;
+    this.picture?.draw((row) => live.has(row.source));
   }
 
   /** Names that have come since the labels were written. */

@@ -57,7 +57,7 @@ export class MetersView implements View {
     if (!paused) for (const source of this.sources) isNew = source.take(now, mode) || isNew;
     const falling = !paused && this.bridge.step(now, mode);
     const isLive = (source: Source) => !paused && source.condition(now).state === 'live';
-    this.bridge.draw(this.palette, isLive);
+    this.bridge.draw(this.palette, paused, isLive);
     if (this.panels.length && !paused) this.panels[0].draw(this.palette, isLive(this.sources[0]));
     if (falling) this.stage.redraw();
     return isNew;

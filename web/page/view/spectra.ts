@@ -33,7 +33,9 @@ export class Spectra {
   private rem = 16;
 
   constructor(private readonly source: Source) {
-    this.element.append(this.surface.canvas);
+    const scroll = element('div', { class: 'scroll', tabindex: '0', role: 'group', 'aria-label': 'Spectra' });
+    scroll.append(this.surface.canvas);
+    this.element.append(scroll);
   }
 
   /** Everything is drawn with the next picture. */

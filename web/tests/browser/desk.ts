@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import type { Browser } from 'puppeteer-core';
 import { Line } from './line.js';
 import { type Look, Page } from './page.js';
-import { device, gateway, type Program } from './programs.js';
+import { device, gateway, type Program, until } from './programs.js';
 
 /** Devices desk and stage, rack that is not there, their gateway, and a browser behind a line that can be cut. */
 export class Stand {
@@ -46,6 +46,35 @@ export class Stand {
     assert.equal(answer.status, 200);
     const { values } = (await answer.json()) as { values: { key: string; value: unknown }[] };
     return new Map(values.map(({ key, value }) => [key, value]));
+  }
+
+  /** While the desk's process stands still, as on a machine that has no time for it, and the page knows. */
+  async whileSilent(page: Page, look: () => Promise<void>): Promise<void> {
+    this.desk.freeze();
+    try {
+      await page.isInState('stale');
+      await look();
+    } finally {
+      this.desk.thaw();
+    }
+    await page.isInState('live');
+  }
+
+  /** Until the table has the levels that the gateway's API has, which must stand still meanwhile. */
+  async hasTheLevels(page: Page): Promise<ReadonlyMap<string, unknown>> {
+    const values = await this.values();
+    const isOther = ([strip, level]: [string, number]) => {
+      const peak = Number(values.get(`${strip.slice('desk:'.length)}/peak`));
+      return !(Math.abs(level - Math.min(0, Math.max(-70, peak))) < 1e-3);
+    };
+    let others: [string, number][] = [];
+    const differs = async () => (others = [...(await page.levels())].filter(isOther)).length > 0;
+    await until('the table has the newest levels', async () => !(await differs()), 5000).catch((error: unknown) => {
+      throw new Error(
+        `${String(error)}: ${others.join(' ')} are ${others.map(([strip]) => values.get(`${strip.slice(5)}/peak`)).join(' ')}`,
+      );
+    });
+    return values;
   }
 
   private async startGateway(name: string): Promise<void> {

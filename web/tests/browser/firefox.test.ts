@@ -18,18 +18,10 @@ test('Firefox shows devices, and a tile opens one', async () => {
 test('Firefox draws the levels of the device', async () => {
   const page = await stand.live();
   await until('there are colours', async () => (await page.colours()) > 0);
-  stand.desk.freeze();
-  await page.isInState('stale');
-  await until('no colour is left', async () => (await page.colours()) === 0);
-  const values = await stand.values();
-  await until('the table has the newest levels', async () =>
-    [...(await page.levels())].every(([strip, level]) => {
-      const peak = Number(values.get(`${strip.slice('desk:'.length)}/peak`));
-      return Math.abs(level - Math.min(0, Math.max(-70, peak))) < 1e-3;
-    }),
-  );
-  stand.desk.thaw();
-  await page.isInState('live');
+  await stand.whileSilent(page, async () => {
+    await until('no colour is left', async () => (await page.colours()) === 0);
+    await stand.hasTheLevels(page);
+  });
   await page.close();
 });
 

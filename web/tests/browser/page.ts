@@ -132,7 +132,7 @@ export class Page {
   }
 
   picture(): Promise<string> {
-    return this.tab.$eval('.bridge canvas', (canvas) => (canvas).toDataURL());
+    return this.tab.$eval('.bridge canvas', (canvas) => canvas.toDataURL());
   }
 
   /** Of grey bars that begin at these places: until where each is solid, and until where it is lighter. */

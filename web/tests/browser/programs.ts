@@ -5,7 +5,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 
 /** How long a test waits for what should come at once, in ms; only used up by one that fails. */
-export const patience = 20_000;
+export const patience = 10_000;
 
 /** Waits until the question has an answer that counts as true, and gives it. */
 export async function until<Answer>(what: string, ask: () => Answer | Promise<Answer>, ms = patience): Promise<Answer> {

@@ -1,0 +1,86 @@
+// Runs in a page before its own script: how long its scripts take, and when what came is on the screen.
+import { EntryCursor, kinds } from '../../client/entries.js';
+import { decodeMessage } from '../../client/messages.js';
+
+/** Times in ms. */
+export interface Probe {
+  /** Since the address was opened, of the first picture with a level in colour; NaN before. */
+  first: number;
+  /** How long scripts took for each frame. */
+  frames: number[];
+  /** The engine's time of an update, and when the frame after the one that shows it began: since 1970. */
+  shown: [number, number][];
+}
+
+const probe: Probe = { first: NaN, frames: [], shown: [] };
+Object.assign(window, { probe });
+
+let spent = 0;
+let newest = NaN;
+
+function timed<Rest extends unknown[]>(act: (...rest: Rest) => void): (...rest: Rest) => void {
+  return (...rest) => {
+    const begin = performance.now();
+    act(...rest);
+    spent += performance.now() - begin;
+  };
+}
+
+/** NaN if it is no update of the fast meters. */
+function engineTime(data: ArrayBuffer): number {
+  const message = decodeMessage(new Uint8Array(data));
+  if (message?.type !== 'update' || message.stream !== 'fast') return NaN;
+  const cursor = new EntryCursor();
+  cursor.open(message.entries);
+  while (cursor.next()) if (cursor.kind === kinds.double && cursor.key() === 'engine/time') return cursor.number;
+  return NaN;
+}
+
+class ProbedSocket extends WebSocket {
+  constructor(url: string, protocol: string) {
+    super(url, protocol);
+    super.addEventListener('message', ({ data }: MessageEvent<ArrayBuffer>) => {
+      const time = engineTime(data);
+      if (!Number.isNaN(time)) newest = time;
+    });
+  }
+
+  override addEventListener(type: string, listener: EventListenerOrEventListenerObject): void {
+    super.addEventListener(type, typeof listener === 'function' ? timed(listener) : listener);
+  }
+}
+
+const nextFrame = window.requestAnimationFrame.bind(window);
+const wallClock = () => performance.timeOrigin + performance.now();
+
+function afterFrame(): void {
+  probe.frames.push(spent);
+  spent = 0;
+  const time = newest;
+  newest = NaN;
+  if (!Number.isNaN(time)) nextFrame(() => probe.shown.push([time, wallClock()]));
+}
+
+const { prototype } = CanvasRenderingContext2D;
+const fillRect = Object.getOwnPropertyDescriptor(prototype, 'fillRect')?.value as (...box: number[]) => void;
+
+/** The colours of levels, and of nothing else, in either theme. */
+const isLevel = (colour: unknown) => colour === '#00b34a' || colour === '#00913c';
+
+prototype.fillRect = function (...box) {
+  fillRect.apply(this, box);
+  if (!isLevel(this.fillStyle)) return;
+  prototype.fillRect = fillRect;
+  nextFrame(() => (probe.first = performance.now()));
+};
+
+const every = window.setInterval.bind(window);
+Object.assign(window, {
+  WebSocket: ProbedSocket,
+  setInterval: (act: () => void, ms: number) => every(timed(act), ms),
+  requestAnimationFrame: (draw: FrameRequestCallback) =>
+    nextFrame((time) => {
+      timed(draw)(time);
+      afterFrame();
+    }),
+});
