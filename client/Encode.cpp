@@ -47,7 +47,9 @@ std::string serialised(const Entry& entry) {
   return made.SerializeAsString();
 }
 
-void appendEntry(const Entry& entry, std::string& message) { appendEntry(std::string_view(serialised(entry)), message); }
+void appendEntry(const Entry& entry, std::string& message) {
+  appendEntry(std::string_view(serialised(entry)), message);
+}
 
 void appendEntry(std::string_view entry, std::string& message) {
   constexpr uint32_t tag = wire::Meter::kEntriesFieldNumber << 3 | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;

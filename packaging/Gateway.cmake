@@ -15,7 +15,11 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/corvalux-gateway.service" DESTINATION
 install(FILES completion/corvalux-gateway DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
         COMPONENT gateway)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/corvalux-gateway
-        COMPONENT gateway FILES_MATCHING PATTERN gateway.md PATTERN "nginx-gateway-*.conf"
+        COMPONENT gateway FILES_MATCHING PATTERN gateway.md PATTERN live.md PATTERN "nginx-gateway-*.conf"
         PATTERN decisions EXCLUDE PATTERN images EXCLUDE)
+set(CORVALUX_PAGE "" CACHE PATH "Where web/ has been built, to install the page; without it there is none")
+if(CORVALUX_PAGE)
+  install(DIRECTORY "${CORVALUX_PAGE}/" DESTINATION ${CMAKE_INSTALL_DATADIR}/corvalux/page COMPONENT gateway)
+endif()
 install_manuals(gateway corvalux-gateway.1)
 install_documents(gateway corvalux-gateway)

@@ -14,8 +14,8 @@ namespace corvalux::gateway {
 /// What the gateway knows of its own clients.
 struct ClientCounts {
   std::size_t clients = 0;
-  std::size_t readers = 0;                  ///< of server-sent events
-  uint64_t skipped = 0;                     ///< frames that slow readers did not get
+  std::size_t readers = 0;  ///< of server-sent events
+  uint64_t skipped = 0;     ///< frames that slow readers did not get
   LiveCounts live;
   std::map<std::string, uint64_t> refused;  ///< by reason
 };

@@ -69,7 +69,7 @@ class Picture {
   std::array<std::shared_ptr<const Frame>, 2> frames;
   std::list<Change> changes;
   std::unordered_map<std::string_view, std::list<Change>::iterator> places;  ///< by the keys in `changes`
-  uint64_t changed = 0;  ///< messages
+  uint64_t changed = 0;                                                      ///< messages
   std::shared_ptr<const std::string> newestChanges;
   std::size_t changedBytes = 0;
 };

@@ -41,8 +41,7 @@ class Entries {
   /// All of them are the frame's octets.
   bool AreAsTheyCame() const { return serialised.has_value(); }
   void Append(std::size_t place, std::string& to) const {
-    serialised ? client::appendEntry((*serialised)[place], to)
-               : client::appendEntry(frame.message.entries[place], to);
+    serialised ? client::appendEntry((*serialised)[place], to) : client::appendEntry(frame.message.entries[place], to);
   }
 
  private:

@@ -37,11 +37,11 @@ class Greatest {
 struct Span {
   explicit Span(uint64_t after) : after(after) {}
 
-  uint64_t after;                 ///< the sequence of that message
-  Greatest greatest;              ///< of the messages since then
-  Octets entries;                 ///< made of all of them up to `made`
-  uint64_t made = 0;              ///< a sequence
-  std::shared_ptr<Span> replaced; ///< by this one, which begins earlier; null while it is in use
+  uint64_t after;                  ///< the sequence of that message
+  Greatest greatest;               ///< of the messages since then
+  Octets entries;                  ///< made of all of them up to `made`
+  uint64_t made = 0;               ///< a sequence
+  std::shared_ptr<Span> replaced;  ///< by this one, which begins earlier; null while it is in use
 };
 
 }  // namespace corvalux::gateway

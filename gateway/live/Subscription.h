@@ -70,8 +70,8 @@ class Subscription final : private Excerpt::Follower {
   struct Present {
     Octets octets;
     Unsent::Hold hold;
-    std::vector<std::size_t> ends;  ///< of its entries
-    std::size_t sent = 0;           ///< entries
+    std::vector<std::size_t> ends;            ///< of its entries
+    std::size_t sent = 0;                     ///< entries
     std::vector<Clock::time_point> arrivals;  ///< of changes; of meters there is one
   };
 

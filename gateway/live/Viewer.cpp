@@ -120,7 +120,8 @@ void Viewer::Take(const live::ViewerHello& given) {
 }
 
 void Viewer::Take(const live::Subscribe& subscribe) {
-  if (subscribe.subscription() == 0) return Refuse(live::ERROR_CODE_BAD_MESSAGE, "a subscription's number is at least 1");
+  if (subscribe.subscription() == 0)
+    return Refuse(live::ERROR_CODE_BAD_MESSAGE, "a subscription's number is at least 1");
   try {
     Begin(subscribe);
   } catch (const std::invalid_argument& error) {
@@ -135,7 +136,8 @@ void Viewer::Begin(const live::Subscribe& subscribe) {
   if (!streams) throw std::invalid_argument("streams are fast, slow and changes, each once");
   const double rate = subscribe.rate();
   if (!(rate == 0 || (rate >= 0.01 && rate <= viewers.limits.rate))) {
-    throw std::invalid_argument("rate is 0, or a number from 0.01 to " + std::to_string(static_cast<int>(viewers.limits.rate)));
+    throw std::invalid_argument("rate is 0, or a number from 0.01 to " +
+                                std::to_string(static_cast<int>(viewers.limits.rate)));
   }
   const auto patterns = static_cast<std::size_t>(std::max(subscribe.keys_size(), subscribe.peaks_size()));
   if (patterns > viewers.limits.patterns) return Say(live::ERROR_CODE_LIMIT, "too many patterns", number);
@@ -149,9 +151,9 @@ void Viewer::Begin(const live::Subscribe& subscribe) {
   Device* device = viewers.devices.Find(subscribe.device());
   if (!device) return Say(live::ERROR_CODE_UNKNOWN_DEVICE, "there is no device of this name", number);
   const Subscription::Seconds interval(rate > 0 ? 1 / rate : 0);
-  subscriptions[number] = std::make_unique<Subscription>(Subscription::Wanted{number, ++serials, *streams, interval},
-                                                         viewers.ExcerptOf(*device, keys, ofPeaks),
-                                                         [this] { viewers.Ready(*this); });
+  subscriptions[number] =
+      std::make_unique<Subscription>(Subscription::Wanted{number, ++serials, *streams, interval},
+                                     viewers.ExcerptOf(*device, keys, ofPeaks), [this] { viewers.Ready(*this); });
 }
 
 void Viewer::Take(const live::Acknowledge& acknowledge) {
@@ -206,7 +208,8 @@ bool Viewer::SendDevices(Clock::time_point now) {
   seen = round;
   if (!statesOnly) {
     statesSeen = round;
-    if (rate > 0) devicesDue = now + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / rate));
+    if (rate > 0)
+      devicesDue = now + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / rate));
   }
   if (!message) return false;
   Send({}, {message, 0, message->size()});

@@ -20,8 +20,8 @@ namespace corvalux::gateway {
 
 class Viewers;
 
-/// Somebody who watches over a WebSocket: takes what it asks for, and sends what is newest whenever the viewer has room.
-/// Threads: the loop's. Ownership: Viewers'; it drops this after its connection has ended.
+/// Somebody who watches over a WebSocket: takes what it asks for, and sends what is newest whenever the viewer has
+/// room. Threads: the loop's. Ownership: Viewers'; it drops this after its connection has ended.
 class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSocket::User {
  public:
   using Clock = std::chrono::steady_clock;
@@ -83,7 +83,7 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
   double mayStill = 0;  ///< messages
   Clock::time_point counted = begun;
 
-  std::deque<std::string> outbox;  ///< messages that come before values
+  std::deque<std::string> outbox;            ///< messages that come before values
   std::optional<Clock::time_point> writing;  ///< since when a message is on its way to the socket
   Unsent::Hold written;
   Window window;

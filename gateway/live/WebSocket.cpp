@@ -105,7 +105,8 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
  public:
   Connection(Session::Socket socket, std::size_t messageBytes, User& user)
       : stream(std::move(socket)), timer(stream.get_executor()), user(&user) {
-    stream.set_option(websocket::stream_base::timeout{websocket::stream_base::none(), websocket::stream_base::none(), false});
+    stream.set_option(
+        websocket::stream_base::timeout{websocket::stream_base::none(), websocket::stream_base::none(), false});
     stream.read_message_max(messageBytes);
   }
 
@@ -133,9 +134,8 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
       written = line().Lowest().write_some(buffers, error);
       if (written == head.size() + piece.size) return true;
     }
-    line().Begin([self = shared_from_this(), head = std::move(head), piece, written] {
-      self->WriteRest(head, piece, written);
-    });
+    line().Begin(
+        [self = shared_from_this(), head = std::move(head), piece, written] { self->WriteRest(head, piece, written); });
     return false;
   }
 

@@ -16,8 +16,8 @@ class Window {
   using Clock = std::chrono::steady_clock;
   using Seconds = std::chrono::duration<double>;
 
-  static constexpr std::size_t least = 2;   ///< updates of a stream
-  static constexpr Seconds longest{0.25};   ///< worth of updates beyond these
+  static constexpr std::size_t least = 2;  ///< updates of a stream
+  static constexpr Seconds longest{0.25};  ///< worth of updates beyond these
   static constexpr std::chrono::seconds memory{5};
 
   /// An update of a stream, which the viewer has not acknowledged.

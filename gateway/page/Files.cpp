@@ -13,12 +13,17 @@ namespace {
 namespace fs = std::filesystem;
 
 /// By the end of their names; others are not served.
-const std::map<std::string_view, const char*> types = {
-    {".css", "text/css; charset=utf-8"},   {".html", "text/html; charset=utf-8"}, {".ico", "image/x-icon"},
-    {".js", "text/javascript; charset=utf-8"}, {".json", "application/json"},         {".png", "image/png"},
-    {".svg", "image/svg+xml"},             {".webmanifest", "application/manifest+json"}};
+const std::map<std::string_view, const char*> types = {{".css", "text/css; charset=utf-8"},
+                                                       {".html", "text/html; charset=utf-8"},
+                                                       {".ico", "image/x-icon"},
+                                                       {".js", "text/javascript; charset=utf-8"},
+                                                       {".json", "application/json"},
+                                                       {".png", "image/png"},
+                                                       {".svg", "image/svg+xml"},
+                                                       {".webmanifest", "application/manifest+json"}};
 
-/// Only what the gateway serves itself; WebSockets by their scheme too, since older Safari does not count them to 'self'.
+/// Only what the gateway serves itself; WebSockets by their scheme too, since older Safari does not count them to
+/// 'self'.
 constexpr const char* pagePolicy =
     "default-src 'self'; connect-src 'self' ws: wss:; frame-ancestors 'self'; base-uri 'none'; form-action 'none'";
 

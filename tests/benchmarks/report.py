@@ -6,13 +6,15 @@ import sys
 import tempfile
 import unittest
 
-REPORT = pathlib.Path(__file__).parents[2] / "benchmarks/fanout/report"
+BENCHMARKS = pathlib.Path(__file__).parents[2] / "benchmarks"
 CPU = "CPU of the server for each delivered message, paced"
 RATIO = "As a ratio; spread is"
 GOALS = "what"
 
 
 class Report(unittest.TestCase):
+    program = BENCHMARKS / "fanout/report"
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -26,7 +28,7 @@ class Report(unittest.TestCase):
 
     def report(self):
         (self.folder / "figures.csv").write_text("\n".join(self.lines), encoding="utf-8")
-        command = [sys.executable, "-B", REPORT, self.folder]
+        command = [sys.executable, "-B", self.program, self.folder]
         return subprocess.run(command, check=True, capture_output=True, text=True).stdout.splitlines()
 
     def row(self, table, *first):

@@ -24,10 +24,15 @@ class ByteReader {
     return value;
   }
 
-  /// Up to `limit` bytes that are not NUL.
+  /// Up to `limit` bytes.
+  std::string TakeBytes(std::size_t limit) {
+    std::string bytes(reinterpret_cast<const char*>(data), std::min(left, limit));
+    Skip(bytes.size());
+    return bytes;
+  }
+  /// The same without NULs.
   std::string TakeText(std::size_t limit) {
-    std::string text(reinterpret_cast<const char*>(data), std::min(left, limit));
-    Skip(text.size());
+    std::string text = TakeBytes(limit);
     std::erase(text, '\0');
     return text;
   }

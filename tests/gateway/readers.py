@@ -45,6 +45,7 @@ def clients_of_a_proxy_are_told_apart(desk, listen="127.0.0.1:0", proxy="127.0.0
         with gateway.events(lines=[forwarded("203.0.113.9, 198.51.100.1")]):
             check(is_refused(gateway, forwarded("198.51.100.1"), "Connection: close"), "by the address that it names")
             check(is_refused(gateway, forwarded("203.0.113.9"), forwarded("198.51.100.1"), "Connection: close"), "the last")
+            check(is_refused(gateway, forwarded("::ffff:198.51.100.1"), "Connection: close"), "also as IPv6 writes it")
             for other in ("198.51.100.2", "2001:db8::1", "198.51.100.1, 198.51.100.2"):
                 check(not is_refused(gateway, forwarded(other), "Connection: close"), f"{other} is served")
             check(not is_refused(gateway, "Connection: close"), "so is the proxy itself")
@@ -118,3 +119,5 @@ with folder() as place, device(f"unix:{place}/desk", "--channels", "250", "--fas
         test(served)
     clients_of_a_proxy_are_told_apart(served, f"unix:{place}/socket", "unix")
     clients_of_a_proxy_are_told_apart(served, "[::]:0")
+    for where in ("127.0.0.1:0", "[::]:0"):
+        clients_of_a_proxy_are_told_apart(served, where, "::ffff:127.0.0.1")

@@ -36,25 +36,29 @@ def values(entries):
 class Viewer:
     """Takes what comes and answers pings by itself; acknowledges what it has taken, unless told not to."""
 
-    def __init__(self, gateway, acknowledges=True, hello=True, rate=0, window=None, path="/live", source=None, headers=(),
-                 protocols=("corvalux.v1",)):
+    def __init__(self, gateway, acknowledges=True, hello=True, rate=0, window=None,
+                 protocols=("corvalux.v1",), through=None):
+        self.through = through  # how to connect, if not to the gateway itself
         self.gateway, self.acknowledges, self.hello, self.rate = gateway, acknowledges, hello, rate
-        self.window, self.path, self.source, self.headers, self.protocols = window, path, source, headers, protocols
+        self.window, self.protocols = window, protocols
         self.updates = self.drawn = 0
         self.pongs = True
         self.counts = collections.Counter()  # of messages
 
     async def __aenter__(self):
-        connection = self.gateway.connect(**({"source": self.source} if self.source else {}))
-        if self.window:
-            connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, self.window)
-        connection.setblocking(False)
         self.socket = await websockets.connect(
-            f"ws://localhost{self.path}", sock=connection, subprotocols=list(self.protocols), compression=None,
-            ping_interval=None, max_size=None, max_queue=1, extra_headers=list(self.headers), close_timeout=1)
+            **(self.through or self.directly()), subprotocols=list(self.protocols), compression=None, ping_interval=None,
+            max_size=None, max_queue=1, close_timeout=1)
         if self.hello:
             await self.say(hello=live.ViewerHello(acknowledges=self.acknowledges, devices_per_second=self.rate))
         return self
+
+    def directly(self):
+        connection = self.gateway.connect()
+        if self.window:
+            connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, self.window)
+        connection.setblocking(False)
+        return {"uri": "ws://localhost/live", "sock": connection}
 
     async def __aexit__(self, *_):
         self.socket.transport.abort()

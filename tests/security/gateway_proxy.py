@@ -1,16 +1,20 @@
 #!/usr/bin/python3
 """Passwords and client certificates in front of the gateway, by the real nginx and the documented configurations:
 gateway_proxy.py DEVHOST GATEWAY"""
+import asyncio
+import base64
 import contextlib
 import json
 import os
 import re
+import ssl
 import subprocess
 import sys
 import time
 
 from harness import check, free_port, host, open_folder, running, wait_for
 from proxy import make_certificates, nginx, openssl
+from viewer import Viewer
 
 NAME = "meters.example.com"
 HERE, THERE = free_port(), free_port()  # of the gateway, of nginx
@@ -72,6 +76,7 @@ def test_passwords(programs, folder):
         test_names(folder)
         test_addresses(folder)
         test_promptness(folder, "events come through nginx at once")
+        asyncio.run(test_frozen_viewer(folder))
 
 
 def test_names(folder):
@@ -102,6 +107,22 @@ def test_promptness(folder, fact):
     with reading(folder, "--user", "ada:secret", f"{STREAM}?streams=changes") as reader:
         worst = max(ages(reader, 6))
         check(worst < 1, f"{fact}: the latest after {worst:.3f} s")
+
+
+async def test_frozen_viewer(folder):
+    """What waits in nginx and in its sockets is no more than the window."""
+    through = {"uri": f"wss://{NAME}:{THERE}/live", "host": "127.0.0.1", "port": THERE, "server_hostname": NAME,
+               "ssl": ssl.create_default_context(cafile=folder / "ca.crt"),
+               "extra_headers": {"Authorization": "Basic " + base64.b64encode(b"ada:secret").decode()}}
+    async with Viewer(None, through=through) as viewer:
+        await viewer.subscribe()
+        await viewer.snapshot()
+        await viewer.several(10)
+        await asyncio.sleep(5)
+        updates = await viewer.several(10)
+        newest = next(place for place, update in enumerate(updates) if update.merged > 50)
+        check(newest <= 4, f"a viewer frozen for 5 s behind nginx gets {newest} old updates")
+        check(updates[newest].age < 0.1, "then one that is fresh, for all that it missed")
 
 
 def test_header(programs, folder):

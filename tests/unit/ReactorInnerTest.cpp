@@ -20,12 +20,12 @@ std::deque<test::Buffer>& queueOf(MeterReactor& reactor);
 std::mutex& mutexOf(MeterReactor& reactor);
 
 template <auto queue, auto mutex>
-struct Access {
+struct InnerAccess {
   friend std::deque<test::Buffer>& queueOf(MeterReactor& reactor) { return reactor.*queue; }
   friend std::mutex& mutexOf(MeterReactor& reactor) { return reactor.*mutex; }
 };
 
-template struct Access<&MeterReactor::pendingQueue, &MeterReactor::mutex>;
+template struct InnerAccess<&MeterReactor::pendingQueue, &MeterReactor::mutex>;
 
 // ---- Messages that wait while no write is outstanding: between a failed write and the end of the stream ----
 

@@ -62,20 +62,25 @@ bool isBroker(const std::string& kind) {
   return kind == "nats-server" || kind == "mosquitto" || kind == "redis-server";
 }
 
-std::unique_ptr<ServerProcess> startBroker(const std::string& kind, uint16_t port,
-                                           const std::filesystem::path& folder) {
-  auto broker = std::make_unique<ServerProcess>(commandOf(kind, port, folder), std::map<int, int>{},
-                                                (folder / (kind + ".log")).string());
+std::unique_ptr<ServerProcess> startListening(const std::string& name, const std::vector<std::string>& command,
+                                              uint16_t port, const std::filesystem::path& folder) {
+  const std::string log = (folder / (name + ".log")).string();
+  auto process = std::make_unique<ServerProcess>(command, std::map<int, int>{}, log);
   const auto deadline = std::chrono::steady_clock::now() + 20s;
   while (std::chrono::steady_clock::now() < deadline) {
     try {
       close(connectTo(port));
-      return broker;
+      return process;
     } catch (const std::system_error&) {
       std::this_thread::sleep_for(20ms);
     }
   }
-  throw std::runtime_error(kind + " does not listen; see " + (folder / (kind + ".log")).string());
+  throw std::runtime_error(name + " does not listen; see " + log);
+}
+
+std::unique_ptr<ServerProcess> startBroker(const std::string& kind, uint16_t port,
+                                           const std::filesystem::path& folder) {
+  return startListening(kind, commandOf(kind, port, folder), port, folder);
 }
 
 }  // namespace bench

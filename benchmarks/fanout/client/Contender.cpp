@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "fanout/client/Brokers.h"
 #include "support/FreePort.h"
 #include "support/Wire.h"
+#include "viewers/Gateway.h"
 
 namespace bench {
 
@@ -25,6 +27,20 @@ constexpr std::size_t leastEvents = 5;
 /// For messages of paced events that are still in transit; those that a server has dropped never arrive.
 constexpr auto stragglersLimit = 300ms;
 
+std::string withoutAgain(std::string kind) {
+  if (kind.ends_with("-again")) kind.resize(kind.rfind('-'));
+  return kind;
+}
+
+bool isGateway(const std::string& kind) { return kind == "gateway" || kind == "gateway-tcp"; }
+
+/// What a server of this kind and its subscribers speak.
+std::string protocolOf(const std::string& kind) {
+  if (kind == "gateway") return "live";
+  if (kind == "gateway-tcp" || kind == "frames") return "live-tcp";
+  return isBroker(kind) ? kind : "grpc";
+}
+
 Timeline* mapTimeline(int file) {
   if (file < 0 || ftruncate(file, sizeof(Timeline)) != 0) throwErrno("memfd_create");
   void* mapped = mmap(nullptr, sizeof(Timeline), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
@@ -34,15 +50,19 @@ Timeline* mapTimeline(int file) {
 
 }  // namespace
 
-Contender::Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper)
-    : kind(std::move(kind)), port(test::freePort()), timelineFile(memfd_create("timeline", 0)) {
+Contender::Contender(std::string given, const std::filesystem::path& folder, std::vector<std::string> wrapper)
+    : kind(withoutAgain(std::move(given))),
+      port(test::freePort()),
+      enginePort(isGateway(kind) ? test::freePort() : port),
+      timelineFile(memfd_create("timeline", 0)) {
   timeline = mapTimeline(timelineFile);
   for (const Load& load : {smallLoad(), mediumLoad(), largeLoad()}) {
     numberOffsets.emplace(wireBytes(load, 0).size(), sequenceOffset(load));
   }
-  if (isBroker(this->kind)) broker = startBroker(this->kind, port, folder);
+  if (isBroker(kind)) relay = startBroker(kind, port, folder);
   StartEngine(folder, std::move(wrapper));
-  subscribers = std::make_unique<Subscribers>(IsBroker() ? this->kind : "grpc", port, numberOffsets);
+  if (isGateway(kind)) relay = startGateway(port, enginePort, folder);
+  subscribers = std::make_unique<Subscribers>(protocolOf(kind), port, numberOffsets);
   SetLoad("W64");
 }
 
@@ -58,7 +78,8 @@ void Contender::StartEngine(const std::filesystem::path& folder, std::vector<std
   int pair[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) throwErrno("socketpair");
   commands = pair[0];
-  arguments.insert(arguments.end(), {CORVALUX_BENCH_SERVER, kind, std::to_string(port)});
+  arguments.insert(arguments.end(),
+                   {CORVALUX_BENCH_SERVER, isGateway(kind) ? "module" : kind, std::to_string(enginePort)});
   engine = std::make_unique<ServerProcess>(
       arguments, std::map<int, int>{{commandDescriptor, pair[1]}, {timelineDescriptor, timelineFile}},
       (folder / (kind + "-engine.log")).string());
@@ -162,7 +183,7 @@ Observation Contender::Paced(std::size_t events) {
 Observation Contender::Observe(uint32_t first, int64_t serverBefore, int64_t publisherBefore) {
   Observation observation;
   observation.serverNs = Server().CpuNs() - serverBefore;
-  observation.publisherNs = IsBroker() ? engine->CpuNs() - publisherBefore : 0;
+  observation.publisherNs = relay ? engine->CpuNs() - publisherBefore : 0;
   observation.threads = Server().Threads();
   const uint32_t end = timeline->events;
   observation.events = end - first;
@@ -174,7 +195,56 @@ Observation Contender::Observe(uint32_t first, int64_t serverBefore, int64_t pub
     observation.latencyNs.push_back(arrival.ns - timeline->At(arrival.sequence).beginNs);
   }
   observation.messages = observation.latencyNs.size();
+  observation.longestGapNs = LongestGapNs(first, end);
   return observation;
+}
+
+int64_t Contender::LongestGapNs(uint32_t first, uint32_t end) const {
+  std::vector<int64_t> newest(subscribers->Count(), timeline->At(first).beginNs);
+  int64_t longest = 0;
+  const auto arrive = [&](std::size_t subscriber, int64_t ns) {
+    longest = std::max(longest, ns - newest.at(subscriber));
+    newest.at(subscriber) = ns;
+  };
+  for (const auto& arrival : subscribers->Arrivals()) arrive(arrival.subscriber, arrival.ns);
+  for (std::size_t i = 0; i < newest.size(); ++i) arrive(i, timeline->At(end - 1).beginNs);
+  return longest;
+}
+
+std::vector<int64_t> Contender::JoinNs(std::size_t times) {
+  constexpr uint32_t eventsEach = 10;
+  const std::size_t count = subscribers->Count();
+  std::vector<int64_t> taken;
+  Send({Command::pace, static_cast<uint32_t>(times) * eventsEach});
+  while (taken.size() < times) {
+    const auto begin = Clock::now();
+    subscribers->Resize(count + 1);
+    while (!subscribers->NewestJoined()) {
+      if (Clock::now() > begin + patience) throw std::runtime_error(kind + ": a new viewer gets no values");
+      subscribers->Poll(1ms);
+    }
+    taken.push_back(std::chrono::nanoseconds(Clock::now() - begin).count());
+    subscribers->Resize(count);
+  }
+  AwaitDone();
+  return taken;
+}
+
+Memory Contender::MemoryPerSubscriber(std::size_t count) {
+  Connect(1);
+  AwaitSubscriptions();
+  ClosedLoop(20ms);
+  const std::size_t one = Server().ResidentBytes();
+  const auto perSubscriber = [&] {
+    return (static_cast<double>(Server().ResidentBytes()) - static_cast<double>(one)) / static_cast<double>(count - 1);
+  };
+  Memory memory{};
+  Connect(count);
+  memory.idle = perSubscriber();
+  AwaitSubscriptions();
+  ClosedLoop(50ms);
+  memory.streaming = perSubscriber();
+  return memory;
 }
 
 }  // namespace bench

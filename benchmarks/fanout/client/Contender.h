@@ -18,19 +18,27 @@ namespace bench {
 struct Observation {
   std::size_t events = 0;
   std::size_t messages = 0;
-  int64_t serverNs = 0;     ///< CPU time of the server, or of the broker
-  int64_t publisherNs = 0;  ///< CPU time of the engine's process, when the server is a broker
+  int64_t serverNs = 0;     ///< CPU time of the server: the relay, if there is one
+  int64_t publisherNs = 0;  ///< CPU time of the engine's process, when another process relays what it sends
   std::size_t threads = 0;  ///< of the server
   std::vector<int64_t> heldNs;
   std::vector<int64_t> latencyNs;
+  int64_t longestGapNs = 0;  ///< the longest time without a message, of the subscriber that waited longest
+};
+
+/// Bytes of the server for one more subscriber.
+struct Memory {
+  double idle;
+  double streaming;  ///< after messages
 };
 
 /// One server with its engine and its subscribers. The engine is idle except while one of these functions runs. Every
 /// function throws std::exception when the server misbehaves or exceeds the time limit.
 class Contender {
  public:
-  /// `kind`: module, minimal, ordinary, floor, or a broker's name. `folder` takes its files; `wrapper` is a command
-  /// that runs the engine's process, such as valgrind with its options.
+  /// `kind`: module, minimal, ordinary, floor, frames, a broker's name, or gateway, which follows a module; gateway-tcp
+  /// has viewers that do not acknowledge. "-again" behind it is left out. `folder` takes its files; `wrapper` is a
+  /// command that runs the engine's process, such as valgrind with its options.
   Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper = {});
   ~Contender();
   Contender(const Contender&) = delete;
@@ -48,7 +56,13 @@ class Contender {
   /// Emits events at the engine's pace.
   Observation Paced(std::size_t events);
 
-  std::size_t ResidentBytes() const { return Server().ResidentBytes(); }
+  /// Lets the newest subscribers read no more, and disconnects those that were stopped before.
+  void Stall(std::size_t count) { subscribers->Stall(count); }
+  /// While events come at the engine's pace, how long each of so many new viewers waited for all present values.
+  std::vector<int64_t> JoinNs(std::size_t times);
+
+  /// Connects so many.
+  Memory MemoryPerSubscriber(std::size_t count);
 
   /// Starts and stops callgrind's counting, if it is the wrapper.
   void StartCounting() { Ask(Command::startCounting); }
@@ -57,22 +71,23 @@ class Contender {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool IsBroker() const { return broker != nullptr; }
-  const ServerProcess& Server() const { return IsBroker() ? *broker : *engine; }
+  const ServerProcess& Server() const { return relay ? *relay : *engine; }
   void StartEngine(const std::filesystem::path& folder, std::vector<std::string> arguments);
   void Send(const Command& command) const;
   void AwaitDone();
   void Ask(Command::What what);
   void WaitUntilQuiet();
   Observation Observe(uint32_t first, int64_t serverBefore, int64_t publisherBefore);
+  int64_t LongestGapNs(uint32_t first, uint32_t end) const;
 
   const std::string kind;
   const uint16_t port;
+  const uint16_t enginePort;
   int commands = -1;
   int timelineFile = -1;
   Timeline* timeline = nullptr;
   NumberOffsets numberOffsets;
-  std::unique_ptr<ServerProcess> broker;
+  std::unique_ptr<ServerProcess> relay;  ///< a broker or the gateway
   std::unique_ptr<ServerProcess> engine;
   std::unique_ptr<Subscribers> subscribers;
 };

@@ -5,6 +5,7 @@
 
 #include "fanout/BrokerProtocol.h"
 #include "fanout/client/Http2Decoder.h"
+#include "viewers/LiveDecoder.h"
 
 namespace bench {
 
@@ -135,6 +136,8 @@ std::unique_ptr<Decoder> makeDecoder(const std::string& protocol, const NumberOf
   if (protocol == "nats-server") return std::make_unique<NatsDecoder>(protocol, numberOffsets);
   if (protocol == "redis-server") return std::make_unique<RedisDecoder>(protocol, numberOffsets);
   if (protocol == "mosquitto") return std::make_unique<MqttDecoder>(protocol, numberOffsets);
+  if (protocol == "live") return std::make_unique<LiveDecoder>(numberOffsets, true);
+  if (protocol == "live-tcp") return std::make_unique<LiveDecoder>(numberOffsets, false);
   return std::make_unique<Http2Decoder>(numberOffsets);
 }
 

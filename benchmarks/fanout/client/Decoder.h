@@ -44,9 +44,14 @@ class Decoder {
   virtual std::string Greeting() const = 0;
   /// Throws std::runtime_error on an unexpected answer.
   virtual void Feed(std::string_view bytes, const OnMessage& onMessage, const Reply& reply) = 0;
+  /// Called every few ms, of the steady clock.
+  virtual void Tick(int64_t /*nowNs*/, const Reply& /*reply*/) {}
+  /// Whether all present values have arrived, for those that begin with them.
+  virtual bool Joined() const { return false; }
 };
 
-/// For the gRPC servers and the floor ("grpc"), or for a broker by its name.
+/// For the gRPC servers and the floor ("grpc"), for a broker by its name, or for viewers: "live"
+/// acknowledges, "live-tcp" does not.
 std::unique_ptr<Decoder> makeDecoder(const std::string& protocol, const NumberOffsets& numberOffsets);
 
 }  // namespace bench

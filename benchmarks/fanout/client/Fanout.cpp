@@ -2,9 +2,7 @@
 // servers there one after the other, in an order that changes from round to round. Writes one line per figure.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -19,11 +17,12 @@
 #include "fanout/Protocol.h"
 #include "fanout/Sockets.h"
 #include "fanout/client/Contender.h"
+#include "fanout/client/Figures.h"
 
 namespace {
 
 using bench::Contender;
-using bench::Observation;
+using bench::Figures;
 
 struct Plan {
   int rounds = 8;
@@ -36,50 +35,6 @@ struct Plan {
                                     "floor",  "mosquitto", "nats-server",   "redis-server"};
 };
 
-double quantile(std::vector<int64_t> values, double share) {
-  if (values.empty()) throw std::runtime_error("nothing was measured");
-  const auto at = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size()))) - 1;
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(at), values.end());
-  return static_cast<double>(values[at]);
-}
-
-/// The figures as text: round, server, subscribers, load, mode, figure, value.
-class Figures {
- public:
-  explicit Figures(const std::string& file) : out(file) {
-    if (!out) throw std::runtime_error("cannot write " + file);
-    out << "round,server,subscribers,load,mode,figure,value\n";
-  }
-
-  void Begin(int round, const std::string& kind, std::size_t subscribers, const std::string& load,
-             const std::string& mode) {
-    cell = std::to_string(round) + ',' + kind + ',' + std::to_string(subscribers) + ',' + load + ',' + mode + ',';
-  }
-
-  void Add(const std::string& figure, double value) { out << cell << figure << ',' << value << std::endl; }
-
-  void Add(const Observation& seen, std::size_t subscribers) {
-    const auto messages = static_cast<double>(seen.messages);
-    Add("cpu", static_cast<double>(seen.serverNs) / messages);
-    Add("publisher", static_cast<double>(seen.publisherNs) / messages);
-    Add("events", static_cast<double>(seen.events));
-    Add("delivered", messages / static_cast<double>(seen.events * subscribers));
-    Add("held50", quantile(seen.heldNs, 0.5));
-    Add("held99", quantile(seen.heldNs, 0.99));
-    Add("held99.9", quantile(seen.heldNs, 0.999));
-    Add("threads", static_cast<double>(seen.threads));
-    for (const double percent : {1., 5., 10., 25., 50., 75., 90., 95., 99., 99.9}) {
-      std::array<char, 32> name{};
-      std::snprintf(name.data(), name.size(), "latency%g", percent);
-      Add(name.data(), quantile(seen.latencyNs, percent / 100));
-    }
-  }
-
- private:
-  std::ofstream out;
-  std::string cell;
-};
-
 class Measurement {
  public:
   Measurement(Plan plan, const std::filesystem::path& folder)
@@ -90,7 +45,7 @@ class Measurement {
       std::fprintf(stderr, "round %d of %d\n", round, plan.rounds);
       std::rotate(plan.kinds.begin(), plan.kinds.begin() + (round > 1 ? 1 : 0), plan.kinds.end());
       for (const auto& kind : plan.kinds) {
-        contenders[kind] = std::make_unique<Contender>(kind == "minimal-again" ? "minimal" : kind, folder);
+        contenders[kind] = std::make_unique<Contender>(kind, folder);
       }
       MeasureMemory();
       for (const std::size_t count : plan.subscribers) MeasureAt(count);
@@ -99,27 +54,13 @@ class Measurement {
   }
 
  private:
-  /// The servers' memory for one more connection, before and after they have sent something on it.
   void MeasureMemory() {
     const std::size_t count = plan.subscribers.front();
     if (count == 1) return;
     for (const auto& kind : plan.kinds) {
-      Contender& contender = *contenders.at(kind);
-      contender.Connect(1);
-      contender.AwaitSubscriptions();
-      contender.ClosedLoop(std::chrono::milliseconds(20));
-      const std::size_t one = contender.ResidentBytes();
-      const auto perSubscriber = [&] {
-        return (static_cast<double>(contender.ResidentBytes()) - static_cast<double>(one)) /
-               static_cast<double>(count - 1);
-      };
-      contender.Connect(count);
-      const double idle = perSubscriber();
-      contender.AwaitSubscriptions();
-      contender.ClosedLoop(std::chrono::milliseconds(50));
+      const auto memory = contenders.at(kind)->MemoryPerSubscriber(count);
       figures.Begin(round, kind, count, "W64", "memory");
-      figures.Add("idle", idle);
-      figures.Add("streaming", perSubscriber());
+      figures.Add(memory);
     }
   }
 
@@ -170,7 +111,7 @@ void countInstructions(const Plan& plan, const std::filesystem::path& folder) {
   for (int round = 1; round <= plan.rounds; ++round) {
     for (const std::string kind : {"module", "minimal", "minimal-again", "ordinary"}) {
       const auto out = folder / ("callgrind." + kind);
-      Contender contender(kind == "minimal-again" ? "minimal" : kind, folder,
+      Contender contender(kind, folder,
                           {"valgrind", "--tool=callgrind", "--instr-atstart=no", "--fair-sched=yes",
                            "--callgrind-out-file=" + out.string()});
       contender.Connect(subscribers);

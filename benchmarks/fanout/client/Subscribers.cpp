@@ -17,6 +17,7 @@ namespace bench {
 namespace {
 
 constexpr std::size_t readSize = 1U << 18U;
+constexpr std::chrono::milliseconds tickTime{5};
 
 int64_t nowNs() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -30,18 +31,18 @@ Subscribers::Subscribers(std::string protocol, uint16_t port, const NumberOffset
       port(port),
       numberOffsets(numberOffsets),
       poll(epoll_create1(EPOLL_CLOEXEC)),
+      ticks(this->protocol.starts_with("live")),
       received(readSize) {
   if (poll < 0) throwErrno("epoll_create1");
 }
 
-Subscribers::~Subscribers() {
-  Resize(0);
-  close(poll);
-}
+Subscribers::~Subscribers() { close(poll); }
+
+Subscribers::Connection::~Connection() { close(socket); }
 
 void Subscribers::Open() {
-  auto& connection = *connections.emplace_back(std::make_unique<Connection>());
-  connection.socket = connectTo(port);
+  auto& connection = *connections.emplace_back(std::make_unique<Connection>(connectTo(port)));
+  connection.number = static_cast<uint32_t>(connections.size() - 1);
   connection.decoder = makeDecoder(protocol, numberOffsets);
   sendAll(connection.socket, connection.decoder->Greeting());
   epoll_event event{EPOLLIN, {.ptr = &connection}};
@@ -50,8 +51,14 @@ void Subscribers::Open() {
 
 void Subscribers::Resize(std::size_t count) {
   while (connections.size() < count) Open();
-  while (connections.size() > count) {
-    close(connections.back()->socket);
+  while (connections.size() > count) connections.pop_back();
+}
+
+void Subscribers::Stall(std::size_t count) {
+  stalled.clear();
+  for (; count > 0; --count) {
+    if (epoll_ctl(poll, EPOLL_CTL_DEL, connections.back()->socket, nullptr) != 0) throwErrno("epoll_ctl");
+    stalled.push_back(std::move(connections.back()));
     connections.pop_back();
   }
 }
@@ -61,10 +68,20 @@ bool Subscribers::AllHeard() const {
 }
 
 void Subscribers::Poll(std::chrono::milliseconds timeout) {
+  if (ticks) timeout = std::min(timeout, tickTime);
   std::array<epoll_event, 256> events;
   const int count = epoll_wait(poll, events.data(), events.size(), static_cast<int>(timeout.count()));
   if (count < 0 && errno != EINTR) throwErrno("epoll_wait");
   for (int i = 0; i < count; ++i) Read(*static_cast<Connection*>(events.at(static_cast<std::size_t>(i)).data.ptr));
+  if (ticks && nowNs() >= nextTick) Tick();
+}
+
+void Subscribers::Tick() {
+  const int64_t now = nowNs();
+  nextTick = now + std::chrono::nanoseconds(tickTime).count();
+  for (const auto& connection : connections) {
+    connection->decoder->Tick(now, [&](std::string_view bytes) { sendAll(connection->socket, bytes); });
+  }
 }
 
 void Subscribers::Read(Connection& connection) {
@@ -76,7 +93,7 @@ void Subscribers::Read(Connection& connection) {
       std::string_view(received.data(), static_cast<std::size_t>(size)),
       [&](uint32_t sequence) {
         connection.heard = true;
-        arrivals.push_back({sequence, now});
+        arrivals.push_back({sequence, connection.number, now});
         if (sequence == awaited) ++awaitedArrivals;
       },
       [&](std::string_view reply) { sendAll(connection.socket, reply); });

@@ -16,7 +16,8 @@ class Subscribers {
  public:
   struct Arrival {
     uint32_t sequence;
-    int64_t ns;  ///< steady clock
+    uint32_t subscriber;  ///< counted from 0
+    int64_t ns;           ///< steady clock
   };
 
   Subscribers(std::string protocol, uint16_t port, const NumberOffsets& numberOffsets);
@@ -27,6 +28,12 @@ class Subscribers {
   /// Opens connections, or closes the newest ones.
   void Resize(std::size_t count);
   std::size_t Count() const { return connections.size(); }
+
+  /// Lets the newest ones read no more, and closes those that were stopped before.
+  void Stall(std::size_t count);
+
+  /// Whether the newest one has all present values.
+  bool NewestJoined() const { return connections.back()->decoder->Joined(); }
 
   /// Whether each connection has received something since it was opened.
   bool AllHeard() const;
@@ -47,19 +54,29 @@ class Subscribers {
 
  private:
   struct Connection {
-    int socket;
+    explicit Connection(int socket) : socket(socket) {}
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    const int socket;
+    uint32_t number = 0;
     std::unique_ptr<Decoder> decoder;
     bool heard = false;
   };
 
   void Open();
   void Read(Connection& connection);
+  void Tick();
 
   const std::string protocol;
   const uint16_t port;
   const NumberOffsets& numberOffsets;
   const int poll;
+  const bool ticks;  ///< whether decoders send by themselves
+  int64_t nextTick = 0;
   std::vector<std::unique_ptr<Connection>> connections;
+  std::vector<std::unique_ptr<Connection>> stalled;
   std::vector<Arrival> arrivals;
   uint32_t awaited = 0;
   std::size_t awaitedArrivals = 0;

@@ -1,3 +1,5 @@
+#include "fanout/server/Floor.h"
+
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,6 +12,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "fanout/Sockets.h"
@@ -38,12 +41,14 @@ std::string frame(std::string message) {
 
 struct Connection {
   int socket;
+  bool open;         ///< answered, if there is an answer
   std::string rest;  ///< what the socket has not accepted yet
 };
 
 class FloorSubject final : public Subject {
  public:
-  FloorSubject(sim::Engine& engine, uint16_t port) : poll(epoll_create1(EPOLL_CLOEXEC)), listener(listenOn(port)) {
+  FloorSubject(sim::Engine& engine, uint16_t port, Framing framing)
+      : framing(std::move(framing)), poll(epoll_create1(EPOLL_CLOEXEC)), listener(listenOn(port)) {
     epoll_event event{EPOLLIN, {.ptr = nullptr}};
     if (epoll_ctl(poll, EPOLL_CTL_ADD, listener, &event) != 0) throwErrno("epoll_ctl");
     thread = std::jthread([this] { Run(); });
@@ -53,8 +58,10 @@ class FloorSubject final : public Subject {
 
   void Prepare(const Load& load) override {
     const std::lock_guard lock(mutex);
-    bytes = frame(wireBytes(load, 0));
-    numberAt = 9 + 5 + sequenceOffset(load);
+    const std::string message = wireBytes(load, 0);
+    const std::size_t offset = sequenceOffset(load);
+    bytes = framing.framed(message);
+    numberAt = bytes.find(message.substr(0, offset)) + offset;
   }
 
  private:
@@ -62,7 +69,7 @@ class FloorSubject final : public Subject {
     const std::lock_guard lock(mutex);
     std::memcpy(bytes.data() + numberAt, &sequence, sizeof sequence);
     for (Connection& connection : connections) {
-      if (connection.rest.empty()) Send(connection, bytes);
+      if (connection.open && connection.rest.empty()) Send(connection, bytes);
     }
   }
 
@@ -94,18 +101,21 @@ class FloorSubject final : public Subject {
   void Accept() {
     const int socket = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (socket < 0) return;
-    epoll_event event{EPOLLIN | EPOLLOUT | EPOLLET, {.ptr = &connections.emplace_back(Connection{socket, {}})}};
+    Connection& connection = connections.emplace_back(Connection{socket, framing.answer.empty(), {}});
+    epoll_event event{EPOLLIN | EPOLLOUT | EPOLLET, {.ptr = &connection}};
     if (epoll_ctl(poll, EPOLL_CTL_ADD, socket, &event) != 0) throwErrno("epoll_ctl");
   }
 
-  /// Discards what the client sends. Returns whether it is still connected.
-  static bool Drain(const Connection& connection) {
+  /// Discards what the client sends, and answers once. Returns whether it is still connected.
+  bool Drain(Connection& connection) {
     std::array<char, 4096> received;
     ssize_t size = 0;
     do {
       size = recv(connection.socket, received.data(), received.size(), 0);
     } while (size > 0);
-    return size < 0 && errno == EAGAIN;
+    const bool connected = size < 0 && errno == EAGAIN;
+    if (connected && !std::exchange(connection.open, true)) Send(connection, framing.answer);
+    return connected;
   }
 
   void Drop(const Connection& connection) {
@@ -113,6 +123,7 @@ class FloorSubject final : public Subject {
     connections.remove_if([&](const Connection& other) { return &other == &connection; });
   }
 
+  const Framing framing;
   const int poll;
   const int listener;
   std::mutex mutex;
@@ -124,8 +135,12 @@ class FloorSubject final : public Subject {
 
 }  // namespace
 
+std::unique_ptr<Subject> startFloor(sim::Engine& engine, uint16_t port, const Framing& framing) {
+  return std::make_unique<FloorSubject>(engine, port, framing);
+}
+
 std::unique_ptr<Subject> startFloor(sim::Engine& engine, uint16_t port) {
-  return std::make_unique<FloorSubject>(engine, port);
+  return startFloor(engine, port, {[](const std::string& message) { return frame(message); }});
 }
 
 }  // namespace bench

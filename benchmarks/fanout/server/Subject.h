@@ -38,6 +38,8 @@ std::unique_ptr<Subject> startMinimal(sim::Engine& engine, uint16_t port);
 std::unique_ptr<Subject> startOrdinary(sim::Engine& engine, uint16_t port);
 /// One thread and epoll; sends bytes that are framed already. Converts and serialises nothing.
 std::unique_ptr<Subject> startFloor(sim::Engine& engine, uint16_t port);
+/// The same with what a viewer gets over WebSocket.
+std::unique_ptr<Subject> startFrames(sim::Engine& engine, uint16_t port);
 /// Publishes to a broker that listens on the port: "nats-server", "mosquitto" or "redis-server".
 std::unique_ptr<Subject> startPublisher(sim::Engine& engine, uint16_t port, const std::string& broker);
 
