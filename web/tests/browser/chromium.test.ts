@@ -201,7 +201,7 @@ test('everything can be reached by keyboard', async () => {
   const page = await stand.live();
   const names = await page.tabStops(20);
   for (const name of [
-    'All devices',
+    'corvalux',
     'Filter',
     'Updates a second',
     'Pause',

@@ -50,14 +50,18 @@ export class Stand {
 
   /** While the desk's process stands still, as on a machine that has no time for it, and the page knows. */
   async whileSilent(page: Page, look: () => Promise<void>): Promise<void> {
-    this.desk.freeze();
-    try {
-      await page.isInState('stale');
-      await look();
-    } finally {
-      this.desk.thaw();
+    for (let seen = false; !seen;) {
+      this.desk.freeze();
+      try {
+        await page.isInState('stale');
+        // An update that stands for several has the greatest of their peaks, which the API does not have.
+        seen = (await page.text('.figures')).includes('mergednone');
+        if (seen) await look();
+      } finally {
+        this.desk.thaw();
+      }
+      await page.isInState('live');
     }
-    await page.isInState('live');
   }
 
   /** Until the table has the levels that the gateway's API has, which must stand still meanwhile. */

@@ -50,7 +50,7 @@ export class Page {
     const tab = await browser.newPage();
     const page = new Page(tab);
     tab.on('console', (line) => {
-      if (line.type() === 'error' && !line.text().startsWith('WebSocket connection')) page.complaints.push(line.text());
+      if (line.type() === 'error' && !line.text().startsWith('WebSocket ')) page.complaints.push(line.text());
     });
     tab.on('pageerror', (error) => page.complaints.push(String(error)));
     await tab.setViewport({ width: look.width ?? 1280, height: look.height ?? 800, hasTouch: look.touch ?? false });

@@ -1,6 +1,7 @@
 import assert from 'node:assert/strict';
 import { type ChildProcess, spawn } from 'node:child_process';
 import { mkdtempSync, rmSync } from 'node:fs';
+import type { Socket } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 
@@ -27,7 +28,11 @@ export class Program {
     this.process = spawn(command, options, { stdio: ['ignore', 'pipe', 'pipe'] });
     for (const pipe of [this.process.stdout, this.process.stderr]) {
       pipe?.on('data', (octets: Buffer) => (this.output += octets.toString()));
+      (pipe as Socket | null)?.unref();
     }
+    // A test that fails may leave it running: then it ends with the tests, which do not wait for it.
+    this.process.unref();
+    process.on('exit', () => this.process.kill('SIGKILL'));
   }
 
   /** What the pattern's group found in the output. */
@@ -84,6 +89,6 @@ export async function gateway(
   const named = Object.entries(devices).map(([name, socket]) => `${name}=${socketOf(socket)}`);
   const listen = options.includes('--listen') ? [] : ['--listen', '127.0.0.1:0'];
   const page = ['--page', process.env['CORVALUX_PAGE'] ?? 'dist/page'];
-  const program = new Program(fromEnvironment('CORVALUX_GATEWAY'), [...listen, ...page, ...options, ...named]);
+  const program = new Program(fromEnvironment('CORVALUX_GATEWAY'), [...named, ...listen, ...page, ...options]);
   return { program, url: await program.says(/serving (http\S+)\n/) };
 }
