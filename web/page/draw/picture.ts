@@ -20,11 +20,10 @@ export class Picture {
   constructor(
     private readonly sheet: Sheet,
     placed: readonly Placed[],
-    earlier?: Picture,
   ) {
     const { context, surface, palette } = sheet;
     this.bars = new Bars(sheet);
-    this.texts = new Texts(sheet, earlier?.texts);
+    this.texts = new Texts(sheet);
     context.fillStyle = palette.ground;
     context.fillRect(0, 0, surface.canvas.width, surface.canvas.height);
     for (const { row, x, y } of placed) {

@@ -1,24 +1,13 @@
 import { deflection, ticks, zoneOf } from '../model/scale.js';
 import { describe, levelText } from '../model/text.js';
 import { type Item, setOf, type Sheet } from './item.js';
-import { Numbers } from './numbers.js';
 import { greyTone } from './palette.js';
 import { drawSpark } from './spark.js';
 import { fitted } from './surface.js';
 
 /** Draws what stands beside the bars. */
 export class Texts {
-  readonly numbers: Numbers;
-
-  /** Keeps the numbers of an earlier one, if they are the same: scrolling makes many. */
-  constructor(
-    private readonly sheet: Sheet,
-    earlier?: Texts,
-  ) {
-    const { parts, bar, palette, scale } = sheet;
-    const cell = [sheet.px(parts.number.width), bar.height, parts.font * scale, palette.ground] as const;
-    this.numbers = earlier?.numbers.fits(...cell) ? earlier.numbers : new Numbers(...cell);
-  }
+  constructor(private readonly sheet: Sheet) {}
 
   label(item: Item): void {
     const { context, parts, palette, rowHeight } = this.sheet;
@@ -78,7 +67,15 @@ export class Texts {
     const text = levelText(held);
     if (item.number === colour + text) return;
     item.number = colour + text;
-    this.numbers.draw(context, text, colour, item.x + this.sheet.px(parts.number.x), item.y + bar.top);
+    const width = this.sheet.px(parts.number.width);
+    const x = item.x + this.sheet.px(parts.number.x);
+    context.fillStyle = palette.ground;
+    context.fillRect(x, item.y + bar.top, width, bar.height);
+    this.sheet.setFont(1, 600);
+    context.fillStyle = colour;
+    context.textAlign = 'right';
+    context.fillText(text, x + width, item.y + bar.top + bar.height / 2, width);
+    context.textAlign = 'left';
   }
 
   private lamp(item: Item): void {

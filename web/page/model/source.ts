@@ -40,6 +40,8 @@ export class Source {
   readonly changes: ChangeLine[] = [];
   /** How many changes there have been. */
   changed = 0;
+  /** Another one when a name has come or changed. */
+  namesVersion = 0;
   /** How long there is between updates, in ms. */
   period = 0;
   private readonly subscription: Subscription;
@@ -154,6 +156,7 @@ export class Source {
     if (entry && same(entry.value, value)) return entry;
     const next = { value, before: entry?.value };
     this.known.set(key, next);
+    if (key.endsWith('/name')) this.namesVersion++;
     return next;
   }
 

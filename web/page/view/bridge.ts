@@ -14,6 +14,8 @@ export class Bridge {
   readonly element = element('section', { class: 'bridge', 'aria-label': 'Meters' });
   rows: readonly Row[] = [];
   filter = '';
+  /** Another one when labels have changed. */
+  namesVersion = 0;
   private readonly room = element('div', { class: 'room' });
   private readonly empty = element('p', { class: 'empty', hidden: true });
   private readonly surface = new Surface();
@@ -21,7 +23,6 @@ export class Bridge {
   private readonly observer = new ResizeObserver(() => this.again());
   private layout: Layout = layoutOf(0, 1, 1);
   private version = '';
-  private names = '';
   private stale = true;
   private isStill = false;
 
@@ -56,10 +57,11 @@ export class Bridge {
 
   /** Names that have come since the labels were written. */
   tick(): void {
-    const names = this.rows.map((row) => (row.kind === 'strip' ? this.labelOf(row) : '')).join('\n');
-    if (names !== this.names && this.filter) this.version = '';
-    if (names !== this.names) this.again();
-    this.names = names;
+    const names = this.sources.reduce((sum, { namesVersion }) => sum + namesVersion, 0);
+    if (names === this.namesVersion) return;
+    this.namesVersion = names;
+    if (this.filter) this.version = '';
+    this.again();
   }
 
   /** Lets held peaks fall; true while any will. */
@@ -124,7 +126,7 @@ export class Bridge {
     const window = { top: Math.min(top, this.layout.height - this.windowHeight()), height: this.windowHeight() };
     const columns = columnsOf(this.rows, this.layout);
     const sheet = new Sheet(this.surface, this.layout, parts, palette);
-    this.picture = new Picture(sheet, visibleRows(columns, this.layout, window), this.picture);
+    this.picture = new Picture(sheet, visibleRows(columns, this.layout, window));
   }
 
   /** A tap on a strip acknowledges its clips. */

@@ -8,9 +8,24 @@ interface Line {
   row: StripRow;
   name: HTMLElement;
   meter: HTMLMeterElement;
-  level: HTMLElement;
-  held: HTMLElement;
-  clips: HTMLElement;
+  level: Cell;
+  held: Cell;
+  clips: Cell;
+  /** What is written: to ask the document for it costs more. */
+  value: number;
+  namesVersion: number;
+}
+
+/** A cell that is written only when it changes. */
+class Cell {
+  readonly element = element('td');
+  private text = '';
+
+  set(text: string): void {
+    if (text === this.text) return;
+    this.text = text;
+    this.element.textContent = text;
+  }
 }
 
 const lowest = -70;
@@ -44,40 +59,39 @@ export class Table {
   private arrange(): void {
     this.rows = this.bridge.rows;
     const strips = this.bridge.rows.filter((row): row is StripRow => row.kind === 'strip');
-    this.lines = strips.map((row) => {
-      const { prefix } = row.source.sets[row.set].strips[row.index];
-      const name = element('th', { scope: 'row', 'data-strip': `${row.source.device}:${prefix}` });
-      const line = {
-        row,
-        name,
-        meter: meterOf(prefix),
-        level: element('td'),
-        held: element('td'),
-        clips: element('td'),
-      };
-      this.write(line);
-      return line;
-    });
-    const cells = this.lines.map(({ name, meter, level, held, clips }) => [
-      name,
-      element('td', {}, meter),
-      level,
-      held,
-      clips,
-    ]);
-    this.body.replaceChildren(...cells.map((each) => element('tr', {}, ...each)));
+    this.lines = strips.map((row) => this.lineOf(row));
+    this.body.replaceChildren(
+      ...this.lines.map(({ name, meter, level, held, clips }) =>
+        element('tr', {}, name, element('td', {}, meter), level.element, held.element, clips.element),
+      ),
+    );
   }
 
-  private write({ row, name, meter, level, held, clips }: Line): void {
-    const strips = row.source.sets[row.set];
-    const db = strips.peak[row.index];
-    const value = Math.max(lowest, Math.min(0, db));
-    const label = this.bridge.labelOf(row);
-    setText(name, label);
-    setAttribute(meter, 'aria-label', label);
-    if (meter.value !== value) meter.value = value;
-    setText(level, levelText(db));
-    setText(held, levelText(strips.holds.levels[row.index]));
-    setText(clips, String(strips.lit[row.index]));
+  private lineOf(row: StripRow): Line {
+    const { prefix } = row.source.sets[row.set].strips[row.index];
+    const name = element('th', { scope: 'row', 'data-strip': `${row.source.device}:${prefix}` });
+    const cells = { level: new Cell(), held: new Cell(), clips: new Cell() };
+    const line = { row, name, meter: meterOf(prefix), ...cells, value: lowest, namesVersion: -1 };
+    this.write(line);
+    return line;
+  }
+
+  private write(line: Line): void {
+    const { index } = line.row;
+    const set = line.row.source.sets[line.row.set];
+    if (line.namesVersion !== this.bridge.namesVersion) this.writeName(line);
+    const value = Math.max(lowest, Math.min(0, set.peak[index]));
+    if (line.value !== value) line.meter.value = value;
+    line.value = value;
+    line.level.set(levelText(set.peak[index]));
+    line.held.set(levelText(set.holds.levels[index]));
+    line.clips.set(String(set.lit[index]));
+  }
+
+  private writeName(line: Line): void {
+    line.namesVersion = this.bridge.namesVersion;
+    const label = this.bridge.labelOf(line.row);
+    setText(line.name, label);
+    setAttribute(line.meter, 'aria-label', label);
   }
 }

@@ -1,4 +1,4 @@
-// Runs in a page before its own script: how long its scripts take, and when what came is on the screen.
+// Runs in a page before its own script: when what came is on the screen.
 import { EntryCursor, kinds } from '../../client/entries.js';
 import { decodeMessage } from '../../client/messages.js';
 
@@ -6,25 +6,14 @@ import { decodeMessage } from '../../client/messages.js';
 export interface Probe {
   /** Since the address was opened, of the first picture with a level in colour; NaN before. */
   first: number;
-  /** How long scripts took for each frame. */
-  frames: number[];
   /** The engine's time of an update, and when the frame after the one that shows it began: since 1970. */
   shown: [number, number][];
 }
 
-const probe: Probe = { first: NaN, frames: [], shown: [] };
+const probe: Probe = { first: NaN, shown: [] };
 Object.assign(window, { probe });
 
-let spent = 0;
 let newest = NaN;
-
-function timed<Rest extends unknown[]>(act: (...rest: Rest) => void): (...rest: Rest) => void {
-  return (...rest) => {
-    const begin = performance.now();
-    act(...rest);
-    spent += performance.now() - begin;
-  };
-}
 
 /** NaN if it is no update of the fast meters. */
 function engineTime(data: ArrayBuffer): number {
@@ -44,18 +33,12 @@ class ProbedSocket extends WebSocket {
       if (!Number.isNaN(time)) newest = time;
     });
   }
-
-  override addEventListener(type: string, listener: EventListenerOrEventListenerObject): void {
-    super.addEventListener(type, typeof listener === 'function' ? timed(listener) : listener);
-  }
 }
 
 const nextFrame = window.requestAnimationFrame.bind(window);
 const wallClock = () => performance.timeOrigin + performance.now();
 
 function afterFrame(): void {
-  probe.frames.push(spent);
-  spent = 0;
   const time = newest;
   newest = NaN;
   if (!Number.isNaN(time)) nextFrame(() => probe.shown.push([time, wallClock()]));
@@ -74,13 +57,11 @@ prototype.fillRect = function (...box) {
   nextFrame(() => (probe.first = performance.now()));
 };
 
-const every = window.setInterval.bind(window);
 Object.assign(window, {
   WebSocket: ProbedSocket,
-  setInterval: (act: () => void, ms: number) => every(timed(act), ms),
   requestAnimationFrame: (draw: FrameRequestCallback) =>
     nextFrame((time) => {
-      timed(draw)(time);
+      draw(time);
       afterFrame();
     }),
 });
