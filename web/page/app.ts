@@ -15,6 +15,7 @@ import { applySettings, loadSettings, onThemeWish, saveSettings, type Settings }
 import type { Stage, View } from './view/view.js';
 
 const tickMs = 250;
+const trickleMs = 50;
 const calmRate = 5;
 /** What devices are like, a second. */
 const devicesPerSecond = 2;
@@ -54,6 +55,7 @@ export class App {
     this.listen();
     this.route();
     setInterval(() => this.tick(), tickMs);
+    setInterval(() => this.trickle(), trickleMs);
   }
 
   private listen(): void {
@@ -144,6 +146,10 @@ export class App {
     view.tick(now);
     this.header.figures.tick(view.sources[0], now);
     this.describeState();
+  }
+
+  private trickle(): void {
+    if (!document.hidden) this.view?.trickle();
   }
 
   private describeState(): void {

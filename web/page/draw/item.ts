@@ -46,6 +46,7 @@ export function measure(item: Item, length: number, tone: number): boolean {
 export class Sheet {
   readonly context: CanvasRenderingContext2D;
   readonly scale: number;
+  private font = '';
   readonly bar: { left: number; top: number; length: number; height: number };
 
   constructor(
@@ -68,7 +69,10 @@ export class Sheet {
     return this.px(this.layout.rowHeight);
   }
 
+  /** To set the same again costs as much as a text. */
   setFont(part: number, weight?: number): void {
-    this.context.font = fontOf(this.parts.font * part * this.scale, weight);
+    const font = fontOf(this.parts.font * part * this.scale, weight);
+    if (font !== this.font) this.context.font = font;
+    this.font = font;
   }
 }

@@ -101,6 +101,10 @@ export class DevicesView implements View {
     );
   }
 
+  trickle(): void {
+    // Tiles are few.
+  }
+
   condition(now: number): Condition {
     const { connection } = this.client;
     if (connection.phase === 'open') return { state: 'live', word: words.live, sentence: '' };

@@ -65,10 +65,13 @@ export class MetersView implements View {
 
   tick(): void {
     this.bridge.tick();
-    this.table.tick();
     if (!this.panels.length || this.stage.isPaused()) return;
     this.panels[1].tick();
     this.panels[2].tick();
+  }
+
+  trickle(): void {
+    this.table.tick();
   }
 
   condition(now: number): Condition {
