@@ -69,8 +69,10 @@ void Board::Look() {
     Known& of = known[name];
     const uint64_t values = valuesOf(*device);
     std::string state = std::string(nameOf(device->State())) + device->Where().address + device->Reason();
-    if (of.changed == 0 || of.values != values || of.state != state) of.changed = round;
-    if (of.entered == 0 || of.state != state) of.entered = round;
+    const bool another = of.device.lock() != device;
+    if (another || of.values != values || of.state != state) of.changed = round;
+    if (another || of.state != state) of.entered = round;
+    of.device = device;
     of.values = values;
     of.state = std::move(state);
     gone.erase(name);

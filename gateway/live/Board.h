@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "gateway/devices/Devices.h"
@@ -25,7 +26,8 @@ class Board {
 
  private:
   struct Known {
-    uint64_t values = 0;  ///< changes with what the device has received
+    std::weak_ptr<Device> device;  ///< one that came back is another one
+    uint64_t values = 0;           ///< changes with what the device has received
     std::string state;
     uint64_t changed = 0;  ///< rounds
     uint64_t entered = 0;

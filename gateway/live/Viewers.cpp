@@ -13,7 +13,7 @@ namespace {
 constexpr int mostTurns = 64;
 constexpr std::chrono::milliseconds tickTime{100};
 constexpr unsigned ticksOfALook = 2;
-constexpr std::chrono::seconds closeTime{1};
+constexpr std::chrono::seconds longestEnd{1};
 constexpr uint16_t goingAway = 1001;
 
 std::string newEpoch() {
@@ -45,7 +45,7 @@ void Viewers::Take(Handover handover) {
 void Viewers::Close(std::function<void()> whenEnded) {
   if (all.empty()) return whenEnded();
   ended = std::move(whenEnded);
-  timer.expires_after(closeTime);
+  timer.expires_after(longestEnd);
   timer.async_wait([this](const boost::system::error_code& error) {
     if (!error && ended) std::exchange(ended, nullptr)();
   });

@@ -7,6 +7,7 @@
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <utility>
 
@@ -223,7 +224,12 @@ WebSocket::WebSocket(Handover handover, const std::string& protocol, std::size_t
   connection->Accept(std::move(handover.request), protocol);
 }
 
-WebSocket::~WebSocket() { connection->Leave(); }
+WebSocket::~WebSocket() {
+  try {
+    connection->Leave();
+  } catch (const std::exception&) {  // of a timer that cannot be cancelled; it ends with the connection
+  }
+}
 
 bool WebSocket::Write(std::string head, const Piece& piece) { return connection->Write(std::move(head), piece); }
 

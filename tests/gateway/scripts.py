@@ -39,9 +39,9 @@ def values_are_of_the_patterns(gateway):
 def targets_are_decoded_and_bad_ones_refused(gateway):
     encoded = gateway.json("/%61pi/devices/%64esk/values?keys=input%2F1%2Fpeak&keys=%6eo%2Fkey")
     check(values(encoded["values"]).keys() == {"input/1/peak"} and encoded["unknown"] == ["no/key"], "% is decoded")
-    for target in ("/", "/healthz", "/metrics"):
+    for target in ("/", "/api", "/healthz", "/metrics"):
         check(gateway.status(target) == 200, f"{target} is there")
-    for target in ("/api", "/api/devices/", "/api/devices/nobody/values", "/api/devices/desk/else", "/../etc/passwd",
+    for target in ("/api/", "/api/devices/", "/api/devices/nobody/values", "/api/devices/desk/else", "/../etc/passwd",
                    "/%2e%2e/etc/passwd", "/api/devices/desk%00/values", "/api%2Fdevices", "//api/devices"):
         check(gateway.status(target) == 404, f"{target} is not there")
     for target in ("/healthz?x=1", "/api/devices/desk/values?keys=", "/api/devices/desk/values?hz=1",

@@ -183,6 +183,13 @@ async def a_device_that_is_dropped_ends_its_subscriptions(place):
             check((error.code, error.subscription) == (live.ERROR_CODE_DEVICE_GONE, 1), error.text)
             check(list((await viewer.until(live.Devices, lambda some: some.gone)).gone) == ["desk"], "the list says so too")
             check((await viewer.until(live.Update)).subscription == 2, "others go on")
+            config.write_text("")
+            os.kill(gateway.process.pid, 1)
+            wait_for(lambda: gateway.count("errors", "following 0 devices") == 1, "no devices at all")
+            config.write_text(f'device = ["other=unix:{place}/desk"]\n')
+            os.kill(gateway.process.pid, 1)
+            await viewer.until(live.Devices, lambda some: [one.name for one in some.devices] == ["other"])
+            check(True, "a device that is back at once is named")
 
 
 async def main():

@@ -86,6 +86,11 @@ test('entries that are cut off anywhere are refused, and leave no half of a pict
   assert.deepEqual(meters.keys, ['a', 'b', 'c', 'd']);
 });
 
+test('an entry or a value that is longer than what it is in is refused', () => {
+  assert.throws(() => firstValue(octets('0a 06 0a 01 61 12 04 20 07 20 08')), /longer/);
+  assert.throws(() => firstValue(octets('0a 0a 0a 01 61 12 02 41 00 00 00 00 00 00 00 00')), /longer/);
+});
+
 test('random octets end in an error or in a message, and soon', () => {
   let seed = 1;
   const random = (): number => (seed = (seed * 48271) % 2147483647);

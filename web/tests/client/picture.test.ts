@@ -138,6 +138,27 @@ test('more keys than there was room for', async (t) => {
   assert.equal(subscription.fast.numbers[2999], -2999);
 });
 
+test('an array can grow and shrink', async (t) => {
+  const { subscription, happened, viewer } = await subscribed(t);
+  viewer.send(snapshot('fast', [['spectrum', 'floats', [1, 2]]]));
+  await happened.next();
+  assert.deepEqual(subscription.fast.value(0), Float32Array.of(1, 2));
+  for (const [place, values] of [[3, 4, 5], [6], []].entries()) {
+    viewer.send(update('fast', place + 2, [['spectrum', 'floats', values]]));
+    await happened.next();
+    assert.deepEqual(subscription.fast.value(0), Float32Array.from(values));
+  }
+});
+
+test('nothing is updated before the snapshot is whole', async (t) => {
+  const { subscription, happened, viewer } = await subscribed(t);
+  viewer.send(snapshot('fast', [['a', 'uint', 1]], { last: false }), update('fast', 2, [['a', 'uint', 2]]));
+  viewer.send(snapshot('fast', [['b', 'uint', 1]]));
+  assert.equal((await happened.next()).what, 'snapshot');
+  assert.deepEqual(subscription.fast.keys, ['a', 'b']);
+  assert.equal(subscription.fast.updates, 1);
+});
+
 test('a kind can change under a key', async (t) => {
   const { subscription, happened, viewer } = await subscribed(t);
   viewer.send(snapshot('fast', [['a', 'floats', [1, 2]]]));
