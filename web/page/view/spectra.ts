@@ -13,7 +13,7 @@ interface Chart {
 
 /** Sizes in parts of the page's font. */
 const chartHeight = 7.5;
-const chartWidth = 10.5;
+const chartWidth = 8.5;
 const captionHeight = 1.5;
 const gap = 1;
 
@@ -46,7 +46,7 @@ export class Spectra {
 
   draw(palette: Palette, live: boolean): void {
     const { updates, layout } = this.source.fast;
-    const version = `${layout}|${this.filter}|${live}|${this.element.clientWidth}`;
+    const version = [layout, this.source.namesVersion, this.filter, live, this.element.clientWidth].join('|');
     if (updates === this.drawn && version === this.version) return;
     if (version !== this.version) this.arrange(palette);
     this.version = version;

@@ -59,11 +59,11 @@ export class Program {
   }
 }
 
-function fromEnvironment(name: string): string {
-  const value = process.env[name];
-  assert.ok(value, `${name} is not set`);
-  return value;
-}
+/** What was built beside the package, unless it is said to be elsewhere. */
+const programs = {
+  devhost: process.env['CORVALUX_DEVHOST'] ?? '../build/dev/tools/devhost/corvalux-devhost',
+  gateway: process.env['CORVALUX_GATEWAY'] ?? '../build/dev/gateway/corvalux-gateway',
+};
 
 /** A place for sockets and profiles; removed at the end. */
 export const folder = mkdtempSync(join(tmpdir(), 'corvalux-page-'));
@@ -76,7 +76,7 @@ export const socketOf = (name: string) => `unix:${folder}/${name}.sock`;
 /** The development host with the module, as a device of this name. */
 export async function device(name: string, ...options: string[]): Promise<Program> {
   const set = ['--set', `serverUrl=${socketOf(name)}`, '--log-level', '4'];
-  const program = new Program(fromEnvironment('CORVALUX_DEVHOST'), [...set, ...options]);
+  const program = new Program(programs.devhost, [...set, ...options]);
   await program.says(/serves/);
   return program;
 }
@@ -89,6 +89,6 @@ export async function gateway(
   const named = Object.entries(devices).map(([name, socket]) => `${name}=${socketOf(socket)}`);
   const listen = options.includes('--listen') ? [] : ['--listen', '127.0.0.1:0'];
   const page = ['--page', process.env['CORVALUX_PAGE'] ?? 'dist/page'];
-  const program = new Program(fromEnvironment('CORVALUX_GATEWAY'), [...named, ...listen, ...page, ...options]);
+  const program = new Program(programs.gateway, [...named, ...listen, ...page, ...options]);
   return { program, url: await program.says(/serving (http\S+)\n/) };
 }

@@ -109,7 +109,9 @@ async function measureFrames(browser: Browser, url: string, bars: number): Promi
 /** When each update came at a subscriber beside the gateway: by the engine's time, in ms since 1970. */
 async function arrivals(socket: string): Promise<Map<number, number>> {
   const options = ['--json', '--stream', 'fast', '--seconds', String(seconds), socket];
-  const monitor = spawn(process.env['CORVALUX_MONITOR'] ?? '', options, { stdio: ['ignore', 'pipe', 'ignore'] });
+  const monitor = spawn(process.env['CORVALUX_MONITOR'] ?? '../build/dev/tools/monitor/corvalux-monitor', options, {
+    stdio: ['ignore', 'pipe', 'ignore'],
+  });
   let text = '';
   for await (const octets of monitor.stdout) text += String(octets);
   const lines = text.trim().split('\n').map((line) => JSON.parse(line) as { time: number; entries: { key: string; value: number }[] }); // prettier-ignore
