@@ -72,6 +72,8 @@ export class DevicesView implements View {
   readonly element = element('div', { class: 'devices' });
   private readonly list = element('ul', { class: 'tiles' });
   private readonly empty = element('p', { class: 'empty', hidden: true });
+  private readonly status = element('p', { class: 'unseen', role: 'status' });
+  private readonly states = new Map<string, string>();
   private readonly tiles = new Map<string, Tile>();
   private filter = '';
   private order = '';
@@ -80,7 +82,7 @@ export class DevicesView implements View {
     private readonly client: LiveClient,
     private readonly linkTo: (device: string) => string,
   ) {
-    this.element.append(this.list, this.empty);
+    this.element.append(this.list, this.empty, this.status);
   }
 
   draw(): boolean {
@@ -92,6 +94,7 @@ export class DevicesView implements View {
       passes(`${name} ${address}`, this.filter),
     );
     this.arrange(all);
+    this.announce(all);
     const connected = this.client.connection.phase === 'open';
     for (const device of all) this.tiles.get(device.name)?.write(device, this.linkTo(device.name), connected, now);
     this.empty.hidden = all.length > 0;
@@ -131,6 +134,13 @@ export class DevicesView implements View {
 
   close(): void {
     // It has no subscriptions.
+  }
+
+  /** Devices that have entered another state. */
+  private announce(all: readonly DeviceSummary[]): void {
+    const changed = all.filter(({ name, state }) => (this.states.get(name) ?? state) !== state);
+    for (const { name, state } of all) this.states.set(name, state);
+    if (changed.length > 0) setText(this.status, changed.map(({ name, state }) => `${name}: ${state}`).join(', '));
   }
 
   private arrange(all: readonly DeviceSummary[]): void {

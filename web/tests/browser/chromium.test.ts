@@ -75,6 +75,17 @@ test('a device that is lost is, with the reason, and comes back', async () => {
   await page.close();
 });
 
+test('a tile whose device is lost turns grey, keeps the reason, and is announced', async () => {
+  const page = await stand.open();
+  await page.shows('.tile[data-state=live] strong', 'desk');
+  await stand.desk.end('SIGKILL');
+  await page.shows('.devices [role=status]', 'desk: lost');
+  await page.shows('.tile[data-state=lost] .reason', /newest values .+ ago/);
+  stand.desk = await device('chromium-desk');
+  await page.shows('.tile[data-state=live] strong', 'desk');
+  await page.close();
+});
+
 test('without a connection the page says so and why, and comes back by itself', async () => {
   const page = await stand.live();
   stand.line.cut();
