@@ -15,9 +15,6 @@ namespace live = corvalux::live;
 using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedInputStream;
 
-/// A page that draws 30 times a second, as often as it may acknowledge.
-constexpr int64_t acknowledgeNs = 1'000'000'000 / 30;
-
 std::string frameOf(const live::FromViewer& message) {
   return webSocket::fromClient(webSocket::binary, message.SerializeAsString());
 }
@@ -41,7 +38,7 @@ std::string subscribe() {
 int64_t nextPhaseNs() {
   static int64_t phase = 0;
   constexpr int64_t stepNs = 7'300'000;
-  return phase = (phase + stepNs) % acknowledgeNs;
+  return phase = (phase + stepNs) % LiveDecoder::acknowledgeTime.count();
 }
 
 }  // namespace
@@ -117,7 +114,8 @@ void LiveDecoder::Take(const live::ToViewer& message, const Reply& reply) {
 
 void LiveDecoder::Tick(int64_t nowNs, const Reply& reply) {
   if (!acknowledges || nowNs < nextNs) return;
-  nextNs += (1 + (nowNs - nextNs) / acknowledgeNs) * acknowledgeNs;
+  const int64_t time = acknowledgeTime.count();
+  nextNs += (1 + (nowNs - nextNs) / time) * time;
   if (updates == acknowledged) return;
   acknowledged = updates;
   live::FromViewer message;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "corvalux/live/live.pb.h"
@@ -11,7 +12,9 @@ namespace bench {
 /// alone, to keep its own cost out of the measurement.
 class LiveDecoder final : public Decoder {
  public:
-  /// One that acknowledges does so 30 times a second, each viewer at times of its own.
+  /// Of all that acknowledge, each at times of its own. Set before the first is made.
+  static inline std::chrono::nanoseconds acknowledgeTime{std::chrono::milliseconds(100)};
+
   LiveDecoder(const NumberOffsets& numberOffsets, bool acknowledges);
 
   std::string Greeting() const override;

@@ -17,6 +17,7 @@ struct Handover {
   Session::Socket socket;
   Request request;
   std::string address;                              ///< the client's, behind a trusted proxy too
+  Admission& admission;                             ///< of the server; it lasts as long as the loop runs
   std::unique_ptr<Admission::Ticket> place;         ///< among all clients
   std::unique_ptr<Admission::Ticket> addressPlace;  ///< among those of the address
 };

@@ -1,7 +1,5 @@
 #include "gateway/http/Session.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <array>
 #include <boost/asio/post.hpp>
@@ -17,6 +15,7 @@
 
 #include "gateway/http/Handover.h"
 #include "gateway/http/HttpServer.h"
+#include "gateway/http/ThreadTime.h"
 
 namespace corvalux::gateway {
 
@@ -33,13 +32,6 @@ constexpr std::size_t discardLimit = 4 << 10;
 constexpr std::chrono::seconds lingerTime{1};
 /// Of a stream, while too much waits for clients.
 constexpr std::chrono::milliseconds restTime{100};
-
-/// What this thread has worked: a machine that is busy with something else is not the client's doing.
-std::chrono::nanoseconds threadTime() {
-  timespec time{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
 
 /// Nobody who can take gzip says so with q=0.
 bool acceptsGzip(boost::beast::string_view list) {
@@ -318,7 +310,8 @@ void Session::HandOver(const Upgrade& upgrade) {
   }
   auto place = forwardedPlace ? std::move(forwardedPlace) : std::move(peer.addressPlace);
   const std::string address = ClientAddress();
-  Handover given{std::move(socket), parser->release(), address, std::move(peer.place), std::move(place)};
+  Handover given{std::move(socket), parser->release(),     address,
+                 server.admission,  std::move(peer.place), std::move(place)};
   Close();
   upgrade(std::move(given));
 }

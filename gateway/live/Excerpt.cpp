@@ -53,6 +53,10 @@ class Entries {
 
 Excerpt::Excerpt(Device& device, Patterns keys, Patterns peaks)
     : device(&device), keys(std::move(keys)), peaks(std::move(peaks)) {
+  // Now, while it is charged to whoever wants it.
+  for (const Stream stream : {Stream::fast, Stream::slow}) {
+    if (const auto frame = device.Values().Newest(stream)) FindPeaks(*frame, meters.at(indexOf(stream)));
+  }
   device.Add(*this);
 }
 
@@ -68,6 +72,10 @@ void Excerpt::OnMessage(Stream stream) {
     rhythm.period += (interval - rhythm.period) / (rhythm.period.count() > 0 ? 8 : 1);
   }
   rhythm.newest = now;
+  // Somebody who is slow or hidden may have a span for long: what was made for others would stay with it.
+  for (const auto& each : spans.at(indexOf(stream))) {
+    if (const auto span = each.lock()) span->entries.reset();
+  }
   if (stream != Stream::changes) Fold(stream);
   newest.at(indexOf(stream)).reset();
   for (Follower* follower : followers) follower->OnNews(stream);
@@ -132,8 +140,7 @@ void Excerpt::FindPeaks(const Frame& frame, Meters& of) {
 Octets Excerpt::EntriesOf(Stream stream, std::shared_ptr<Span>& span) {
   while (span->replaced) span = span->replaced;
   const uint64_t sequence = device->Values().Sequence(stream);
-  if (span->entries && span->made == sequence) return span->entries;
-  span->made = sequence;
+  if (span->entries) return span->entries;
   if (stream == Stream::changes) {
     span->entries = MakeChanges(span->after);
   } else if (sequence - span->after == 1) {

@@ -39,8 +39,7 @@ struct Span {
 
   uint64_t after;                  ///< the sequence of that message
   Greatest greatest;               ///< of the messages since then
-  Octets entries;                  ///< made of all of them up to `made`
-  uint64_t made = 0;               ///< a sequence
+  Octets entries;                  ///< made of all of them; null until they are needed
   std::shared_ptr<Span> replaced;  ///< by this one, which begins earlier; null while it is in use
 };
 

@@ -43,6 +43,13 @@ std::optional<Subscription::Out> Subscription::Next(const Window* window, Unsent
   return std::nullopt;
 }
 
+void Subscription::Landed(std::size_t stream, Clock::time_point now) {
+  Lane& lane = lanes.at(stream);
+  --lane.flying;
+  if (std::exchange(lane.landed, now) != now) lane.former = std::exchange(lane.together, 0);
+  ++lane.together;
+}
+
 Subscription::Present Subscription::PresentOf(Stream stream, Unsent& unsent, Clock::time_point now) {
   Present made;
   Lane& lane = lanes.at(indexOf(stream));
@@ -96,7 +103,7 @@ std::optional<Subscription::Out> Subscription::NextUpdate(Stream stream, const W
   const uint64_t newest = excerpt->Of()->Values().Sequence(stream);
   if (newest == lane.sent || now < lane.due) return std::nullopt;
   const Seconds period = std::max(excerpt->Period(stream), wanted.interval);
-  if (window && !window->Allows(lane.flying, period)) return std::nullopt;
+  if (window && !window->Allows(lane.flying, std::max(lane.together, lane.former), period)) return std::nullopt;
   const Octets entries = excerpt->EntriesOf(stream, lane.span);
   live::Update update;
   update.set_merged(static_cast<uint32_t>(newest - lane.sent));

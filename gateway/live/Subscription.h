@@ -48,14 +48,16 @@ class Subscription final : private Excerpt::Follower {
   /// what a snapshot holds.
   std::optional<Out> Next(const Window* window, Unsent& unsent, Clock::time_point now);
   uint64_t Serial() const { return wanted.serial; }
-  /// The viewer has acknowledged an update.
-  void Landed(std::size_t stream) { --lanes.at(stream).flying; }
+  /// The viewer has acknowledged an update, one of those that it acknowledges now.
+  void Landed(std::size_t stream, Clock::time_point now);
   /// When Next may have something because time has passed; nothing if that does not depend on it.
   std::optional<Clock::time_point> Due() const;
   /// Whether the gateway has dropped the device.
   bool Gone() const { return excerpt->Of() == nullptr; }
   /// Whether all of the snapshot has been sent.
   bool Shown() const { return next == wanted.streams.size(); }
+  /// Whether it holds the values of a snapshot of which a part has been sent.
+  bool Showing() const { return present.has_value(); }
 
  private:
   /// A stream of the device, as far as the viewer has it.
@@ -63,8 +65,11 @@ class Subscription final : private Excerpt::Follower {
     std::shared_ptr<Span> span;
     uint64_t sent = 0;  ///< sequence
     Clock::time_point due;
-    std::size_t flying = 0;  ///< updates that are not acknowledged
-    bool empty = false;      ///< the viewer knows that no chosen key is there
+    std::size_t flying = 0;    ///< updates that are not acknowledged
+    Clock::time_point landed;  ///< when the newest acknowledgement came
+    std::size_t together = 0;  ///< how many updates it was for
+    std::size_t former = 0;    ///< the one before: a pause makes one smaller
+    bool empty = false;        ///< the viewer knows that no chosen key is there
   };
   /// The snapshot of a stream.
   struct Present {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/Json.h"
+#include "gateway/http/ThreadTime.h"
 #include "gateway/live/Viewers.h"
 
 namespace corvalux::gateway {
@@ -21,10 +22,11 @@ constexpr int mostAtOnce = 16;
 /// Messages that wait for a viewer, beside values: it has made that many necessary, and reads none.
 constexpr std::size_t outboxLimit = 64;
 constexpr std::chrono::seconds pingInterval{5};
-constexpr double mostDevices = 5;  ///< messages of devices a second
+constexpr double mostDevices = 5;     ///< messages of devices a second
+constexpr double longestPause = 1e6;  ///< seconds between two; more may be no time that a clock has
 constexpr double burstSeconds = 2;
 
-/// Close codes of ours.
+constexpr uint16_t normal = 1000;  ///< a close code; these are ours
 constexpr uint16_t overdue = 4000;
 constexpr uint16_t badMessage = 4100;
 constexpr uint16_t beyondLimit = 4101;
@@ -51,6 +53,7 @@ std::optional<std::vector<Stream>> streamsOf(const live::Subscribe& subscribe) {
 Viewer::Viewer(Viewers& all, Handover handover)
     : viewers(all),
       address(handover.address),
+      admission(handover.admission),
       place(std::move(handover.place)),
       addressPlace(std::move(handover.addressPlace)),
       socket(std::move(handover), Viewers::protocol, all.limits.messageBytes, *this),
@@ -122,16 +125,22 @@ void Viewer::Take(const live::ViewerHello& given) {
 void Viewer::Take(const live::Subscribe& subscribe) {
   if (subscribe.subscription() == 0)
     return Refuse(live::ERROR_CODE_BAD_MESSAGE, "a subscription's number is at least 1");
+  subscriptions.erase(subscribe.subscription());
+  if (!admission.MayAsk(address, Clock::now())) {
+    viewers.onRefused("viewer subscription", address);
+    return Say(live::ERROR_CODE_BUSY, "too many requests from this address; try again later", subscribe.subscription());
+  }
+  const auto begin = threadTime();
   try {
     Begin(subscribe);
   } catch (const std::invalid_argument& error) {
     Say(live::ERROR_CODE_BAD_MESSAGE, error.what(), subscribe.subscription());
   }
+  admission.Charge(address, threadTime() - begin);
 }
 
 void Viewer::Begin(const live::Subscribe& subscribe) {
   const uint32_t number = subscribe.subscription();
-  subscriptions.erase(number);
   const auto streams = streamsOf(subscribe);
   if (!streams) throw std::invalid_argument("streams are fast, slow and changes, each once");
   const double rate = subscribe.rate();
@@ -157,12 +166,13 @@ void Viewer::Begin(const live::Subscribe& subscribe) {
 }
 
 void Viewer::Take(const live::Acknowledge& acknowledge) {
-  const auto landed = [this](const Window::Flight& flight) {
+  const auto now = Clock::now();
+  const auto landed = [this, now](const Window::Flight& flight) {
     const auto found = subscriptions.find(flight.subscription);
     if (found == subscriptions.end() || found->second->Serial() != flight.serial) return;
-    found->second->Landed(flight.stream);
+    found->second->Landed(flight.stream, now);
   };
-  if (!hello->acknowledges() || !window.Acknowledge(acknowledge.updates(), Clock::now(), landed)) {
+  if (!hello->acknowledges() || !window.Acknowledge(acknowledge.updates(), now, landed)) {
     Refuse(live::ERROR_CODE_BAD_MESSAGE, "acknowledges what was not sent");
   }
 }
@@ -195,7 +205,7 @@ bool Viewer::SendNext(Clock::time_point now) {
     outbox.pop_front();
     return true;
   }
-  return SendDevices(now) || (!hidden && SendValues(now));
+  return SendDevices(now) || SendValues(now);
 }
 
 bool Viewer::SendDevices(Clock::time_point now) {
@@ -209,7 +219,8 @@ bool Viewer::SendDevices(Clock::time_point now) {
   if (!statesOnly) {
     statesSeen = round;
     if (rate > 0)
-      devicesDue = now + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / rate));
+      devicesDue = now + std::chrono::duration_cast<Clock::duration>(
+                             std::chrono::duration<double>(std::min(1 / rate, longestPause)));
   }
   if (!message) return false;
   Send({}, {message, 0, message->size()});
@@ -217,13 +228,15 @@ bool Viewer::SendDevices(Clock::time_point now) {
 }
 
 bool Viewer::SendValues(Clock::time_point now) {
-  if (viewers.unsent.Bytes() >= viewers.limits.unsentBytes) viewers.Relieve();
   // One snapshot after the other; then each in its turn.
   auto begin = subscriptions.upper_bound(turn);
   for (std::size_t i = 0; i < subscriptions.size(); ++i, ++begin) {
     if (begin == subscriptions.end()) begin = subscriptions.begin();
-    auto out = begin->second->Next(hello->acknowledges() ? &window : nullptr, viewers.unsent, now);
+    // Hidden, it takes what it has begun, which would be held for it.
+    if (hidden && !begin->second->Showing()) continue;
+    auto out = NextOf(*begin->second, now);
     if (!out) continue;
+    if (viewers.unsent.Bytes() >= viewers.limits.unsentBytes) viewers.Relieve();
     if (begin->second->Shown()) turn = begin->first;
     if (out->stream) {
       ++viewers.updates;
@@ -234,6 +247,16 @@ bool Viewer::SendValues(Clock::time_point now) {
     return true;
   }
   return false;
+}
+
+std::optional<Subscription::Out> Viewer::NextOf(Subscription& of, Clock::time_point now) {
+  const Window* const its = hello->acknowledges() ? &window : nullptr;
+  if (of.Shown()) return of.Next(its, viewers.unsent, now);
+  // Updates are made for all; a snapshot for this one alone, as the reply to a request.
+  const auto begin = threadTime();
+  auto out = of.Next(its, viewers.unsent, now);
+  admission.Charge(address, threadTime() - begin);
+  return out;
 }
 
 void Viewer::DropGone() {
@@ -308,7 +331,7 @@ void Viewer::WakeWhenDue() {
 // ---- Deadlines ----
 
 void Viewer::Tick(Clock::time_point now) {
-  if (socket.Closing()) return;
+  if (open && socket.Closing()) return Close({normal, ""});  // whoever closes and then reads nothing has 2 s, too
   const auto patience = viewers.limits.patience;
   if (!hello && now - begun > viewers.limits.helloTime) return Close({overdue, "no hello came"});
   if (writing && now - *writing > patience) return Close({overdue, "takes no message"});
@@ -319,6 +342,8 @@ void Viewer::Tick(Clock::time_point now) {
 }
 
 void Viewer::Close(const WebSocket::Reason& reason) { socket.Close(reason); }
+
+void Viewer::Drop() { socket.Drop(); }
 
 void Viewer::OnEnd() { viewers.Left(*this); }
 

@@ -3,7 +3,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -34,6 +34,8 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
   /// Now and then: looks at the deadlines.
   void Tick(Clock::time_point now);
   void Close(const WebSocket::Reason& reason);
+  /// At once; leaves soon.
+  void Drop();
   /// Since when a message waits for the viewer to take it.
   const std::optional<Clock::time_point>& Writing() const { return writing; }
 
@@ -61,6 +63,7 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
   bool SendNext(Clock::time_point now);
   bool SendDevices(Clock::time_point now);
   bool SendValues(Clock::time_point now);
+  std::optional<Subscription::Out> NextOf(Subscription& subscription, Clock::time_point now);
   void DropGone();
   void Send(std::string head, const Piece& piece = {});
   void Say(const live::ToViewer& message);
@@ -71,6 +74,7 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
 
   Viewers& viewers;
   const std::string address;
+  Admission& admission;
   const std::unique_ptr<Admission::Ticket> place;
   const std::unique_ptr<Admission::Ticket> addressPlace;
   const Clock::time_point begun = Clock::now();
@@ -83,7 +87,7 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
   double mayStill = 0;  ///< messages
   Clock::time_point counted = begun;
 
-  std::deque<std::string> outbox;            ///< messages that come before values
+  std::list<std::string> outbox;             ///< messages that come before values; takes no memory while there is none
   std::optional<Clock::time_point> writing;  ///< since when a message is on its way to the socket
   Unsent::Hold written;
   Window window;

@@ -47,7 +47,8 @@ void Viewers::Close(std::function<void()> whenEnded) {
   ended = std::move(whenEnded);
   timer.expires_after(longestEnd);
   timer.async_wait([this](const boost::system::error_code& error) {
-    if (!error && ended) std::exchange(ended, nullptr)();
+    if (error) return;
+    for (const auto& [place, viewer] : all) viewer->Drop();
   });
   for (const auto& [place, viewer] : all) viewer->Close({goingAway, "the gateway ends"});
 }
@@ -104,6 +105,7 @@ void Viewers::TickLater() {
 }
 
 void Viewers::Tick() {
+  if (ended) return;  // its timer waits for something else
   if (++ticks % ticksOfALook == 0) board.Look();
   const auto now = Viewer::Clock::now();
   std::vector<std::shared_ptr<Viewer>> present;  // some may leave

@@ -37,7 +37,7 @@ class Viewers {
   bool Full() const { return all.size() >= limits.viewers; }
   /// Becomes a viewer.
   void Take(Handover handover);
-  /// Ends all: they may come back. `ended` is called when the last one has left, or after a second.
+  /// Ends all: they may come back. those that have not left after a second are dropped. Then calls `ended`.
   void Close(std::function<void()> ended);
 
   LiveCounts Counts() const { return {all.size(), updates, merged}; }

@@ -6,9 +6,9 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <boost/beast/websocket/stream.hpp>
-#include <deque>
 #include <exception>
 #include <functional>
+#include <list>
 #include <utility>
 
 namespace corvalux::gateway {
@@ -67,7 +67,7 @@ class Line {
  private:
   Socket socket;
   bool busy = false;
-  std::deque<std::function<void()>> waiting;
+  std::list<std::function<void()>> waiting;  ///< takes no memory while there is none
 };
 
 // Beast finds these by their names.
@@ -146,6 +146,7 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     timer.async_wait([self = shared_from_this()](const Error& error) {
       if (!error) self->Drop();
     });
+    if (!stream.is_open()) return;  // its handshake, or the end that the viewer asked for, has as long
     const websocket::close_reason why(static_cast<websocket::close_code>(reason.code), reason.text);
     stream.async_close(why, [self = shared_from_this()](const Error&) {
       self->Drop();
@@ -154,6 +155,13 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
   }
 
   bool Closing() const { return closing || !stream.is_open(); }
+
+  /// Ends what is pending.
+  void Drop() {
+    Error ignored;
+    line().Lowest().close(ignored);
+    timer.cancel();
+  }
 
   /// Nobody is called from here on; the connection ends.
   void Leave() {
@@ -195,13 +203,6 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     Read();
   }
 
-  /// Ends what is pending.
-  void Drop() {
-    Error ignored;
-    line().Lowest().close(ignored);
-    timer.cancel();
-  }
-
   void End() {
     Drop();
     if (auto* last = std::exchange(user, nullptr)) last->OnEnd();
@@ -234,6 +235,8 @@ WebSocket::~WebSocket() {
 bool WebSocket::Write(std::string head, const Piece& piece) { return connection->Write(std::move(head), piece); }
 
 void WebSocket::Close(const Reason& reason) { connection->Close(reason); }
+
+void WebSocket::Drop() { connection->Drop(); }
 
 bool WebSocket::Closing() const { return connection->Closing(); }
 

@@ -52,7 +52,9 @@ class WebSocket {
   bool Write(std::string head, const Piece& piece);
   /// Ends the connection in order, for 2 s at most; then at once.
   void Close(const Reason& reason);
-  /// Whether either side has closed it: nothing more may be written.
+  /// Ends the connection at once. OnEnd follows.
+  void Drop();
+  /// Whether it is not open yet, or either side has closed it: nothing may be written.
   bool Closing() const;
 
  private:

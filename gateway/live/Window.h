@@ -4,8 +4,8 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
+#include <vector>
 
 namespace corvalux::gateway {
 
@@ -28,10 +28,13 @@ class Window {
     Clock::time_point sent;
   };
 
-  /// Whether one more of a stream may be sent while `flying` of it are on their way.
-  bool Allows(std::size_t flying, Seconds period) const {
-    const double more = period.count() > 0 ? std::min(Trip(), longest).count() / period.count() : 0;
-    return flying < least + static_cast<std::size_t>(more);
+  /// Whether one more of a stream may be sent while `flying` of it are on their way. A viewer that has acknowledged
+  /// several `together` does so rarely, and must not run dry meanwhile.
+  bool Allows(std::size_t flying, std::size_t together, Seconds period) const {
+    if (period.count() <= 0) return flying < least;
+    const auto worth = static_cast<std::size_t>(std::min(Trip(), longest) / period);
+    const auto rarely = std::min(std::max<std::size_t>(together, 1) - 1, static_cast<std::size_t>(longest / period));
+    return flying < least + std::max(worth, rarely);
   }
 
   void Sent(const Flight& flight) { flights.push_back(flight); }
@@ -44,10 +47,9 @@ class Window {
     // From the oldest: an acknowledgement may be for many.
     if (newly > 0) Measure(now - flights.front().sent, now);
     drawn = updates;
-    for (uint32_t i = 0; i < newly; ++i) {
-      landed(flights.front());
-      flights.pop_front();
-    }
+    const auto end = flights.begin() + newly;
+    for (auto flight = flights.begin(); flight != end; ++flight) landed(*flight);
+    flights.erase(flights.begin(), end);
     return true;
   }
   /// Since when an acknowledgement is awaited.
@@ -67,7 +69,7 @@ class Window {
     current = std::min(current, trip);
   }
 
-  std::deque<Flight> flights;
+  std::vector<Flight> flights;
   uint32_t drawn = 0;
   Clock::time_point since;
   Seconds current{0};

@@ -153,6 +153,17 @@ TEST_F(Excerpts, LoseNoPeakOfManySlowViewers) {
   EXPECT_LE(used.size(), Excerpt::mostSpans);
 }
 
+TEST_F(Excerpts, KeepNothingThatWasMadeOfAnOlderMessage) {
+  const auto excerpt = Of({"a/*"});
+  auto taken = excerpt->Begin(Stream::fast);
+  const auto left = taken;  // by somebody who is hidden
+  Send(Stream::fast, {entry("a/peak", -3)});
+  const std::weak_ptr<const std::string> made = excerpt->EntriesOf(Stream::fast, taken);
+  EXPECT_FALSE(made.expired());
+  Send(Stream::fast, {entry("a/peak", -4)});
+  EXPECT_TRUE(made.expired());
+}
+
 TEST_F(Excerpts, CarryEveryKeyThatChangedWithItsNewestValue) {
   const auto excerpt = Of();
   Send(Stream::changes, {entry("gain", 1), entry("old", 1)});

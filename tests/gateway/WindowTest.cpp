@@ -22,10 +22,10 @@ class Windows : public testing::Test {
     now += trip;
     ASSERT_TRUE(window.Acknowledge(++drawn, now, [](const Window::Flight&) {}));
   }
-  /// How many updates of 20 ms may be on their way.
-  std::size_t Size() const {
+  /// How many updates of 20 ms may be on their way, to a viewer that acknowledged so many at once.
+  std::size_t Size(std::size_t together = 1) const {
     std::size_t flying = 0;
-    while (window.Allows(flying, milliseconds(20))) ++flying;
+    while (window.Allows(flying, together, milliseconds(20))) ++flying;
     return flying;
   }
 
@@ -52,6 +52,14 @@ TEST_F(Windows, FollowTheLeastRoundTripSinceAQueueIsNoReasonToGrow) {
 TEST_F(Windows, GrowToAQuarterOfASecondAtMost) {
   SendAndAcknowledge(milliseconds(9000));
   EXPECT_EQ(Size(), 2U + 12U);
+}
+
+TEST_F(Windows, GrowForAViewerThatAcknowledgesRarely) {
+  SendAndAcknowledge(milliseconds(0));
+  EXPECT_EQ(Size(5), 2U + 4U);
+  EXPECT_EQ(Size(100), 2U + 12U) << "a quarter of a second's worth at most";
+  SendAndAcknowledge(milliseconds(1));
+  EXPECT_EQ(Size(1), 2U);
 }
 
 TEST_F(Windows, TakeNoAcknowledgementOfWhatWasNotSent) {

@@ -1,9 +1,12 @@
 """What the gateway refuses of viewers: each with a text and a code that says whether to come back; others notice nothing."""
+import array
 import asyncio
 import contextlib
+import fcntl
 import os
 import random
 import struct
+import termios
 import time
 
 import websockets
@@ -25,6 +28,43 @@ def upgrade(*lines, target="/live", protocol="corvalux.v1"):
 def frame(payload, first=0x82, masked=True):
     """A WebSocket frame of a client; its mask changes nothing."""
     return bytes([first, (0x80 if masked else 0) | len(payload)]) + (bytes(4) if masked else b"") + payload
+
+
+def messages(connection):
+    """As they come, until the gateway closes."""
+    file = connection.makefile("rb")
+    while (head := file.read(2)) and head[0] == 0x82:
+        size = head[1]
+        if size > 125:
+            size = int.from_bytes(file.read(2 if size == 126 else 8), "big")
+        yield live.ToViewer.FromString(file.read(size))
+
+
+def full(connection):
+    """Waits until no more fits into a connection that nobody reads."""
+    def waiting():
+        count = array.array("i", [0])
+        fcntl.ioctl(connection, termios.FIONREAD, count)
+        return count[0]
+
+    before, since = -1, 0
+    while waiting() > before or time.monotonic() - since < 0.4:
+        if waiting() > before:
+            before, since = waiting(), time.monotonic()
+        time.sleep(0.02)
+
+
+@contextlib.contextmanager
+def frozen(gateway, streams, acknowledges):
+    """A viewer's connection that is full, since nobody reads it."""
+    with gateway.connect() as connection:
+        connection.sendall(upgrade())
+        check(connection.recv(4096).startswith(b"HTTP/1.1 101 "), "a viewer begins")
+        for message in (live.FromViewer(hello=live.ViewerHello(acknowledges=acknowledges)),
+                        live.FromViewer(subscribe=live.Subscribe(subscription=1, device="desk", streams=streams))):
+            connection.sendall(frame(message.SerializeToString()))
+        full(connection)
+        yield connection
 
 
 async def healthy(gateway):
@@ -192,7 +232,45 @@ async def a_device_that_is_dropped_ends_its_subscriptions(place):
             check(True, "a device that is back at once is named")
 
 
+async def subscriptions_count_as_requests(place):
+    with Gateway(f"desk=unix:{place}/desk") as gateway:
+        gateway.wait_until("live")
+        async with Viewer(gateway, source="127.0.0.2") as one, Viewer(gateway, source="127.0.0.2") as other:
+            for viewer in (one, other):
+                for _ in range(95):
+                    await viewer.subscribe(keys=["input/1/*"])
+            error = await other.until(live.Error)
+            check((error.code, error.subscription) == (live.ERROR_CODE_BUSY, 1), error.text)
+            await healthy(gateway)
+            check(gateway.metric('corvalux_gateway_refused_total{reason="viewer subscription"}') > 0, "they are counted")
+
+
+async def who_closes_and_reads_nothing_is_ended(gateway):
+    with frozen(gateway, [1, 2, 3], acknowledges=False) as connection:
+        connection.sendall(frame(struct.pack("!H", 1000), first=0x88))
+        wait_for(lambda: gateway.metric("corvalux_gateway_viewers") == 0, "who closes and reads nothing", 8)
+
+
+async def a_hidden_viewer_gets_the_rest_of_a_snapshot(gateway):
+    async with Viewer(gateway) as viewer:
+        await viewer.subscribe(streams=("slow",))
+        await viewer.until(live.Update)
+    with frozen(gateway, [2, 1], acknowledges=True) as connection:
+        connection.sendall(frame(live.FromViewer(visibility=live.Visibility(hidden=True)).SerializeToString()))
+        check(any(message.snapshot.last for message in messages(connection)), "nothing is held for it")
+
+
+async def on_a_socket_file():
+    with folder() as place, device(f"unix:{place}/desk", "--channels", "1024"):
+        with Gateway(f"desk=unix:{place}/desk", "--stall-time", "3", listen=f"unix:{place}/http") as gateway:
+            gateway.wait_until("live")
+            for test in (who_closes_and_reads_nothing_is_ended, a_hidden_viewer_gets_the_rest_of_a_snapshot):
+                print(test.__name__.replace("_", " "), flush=True)
+                await test(gateway)
+
+
 async def main():
+    await on_a_socket_file()
     with folder() as place, device(f"unix:{place}/desk"):
         with Gateway(f"desk=unix:{place}/desk", *OPTIONS) as gateway:
             gateway.wait_until("live")
@@ -203,6 +281,7 @@ async def main():
                 await test(gateway)
             check(gateway.metric('corvalux_gateway_refused_total{reason="viewer message"}') == 11, "refusals are counted")
         await a_device_that_is_dropped_ends_its_subscriptions(place)
+        await subscriptions_count_as_requests(place)
 
 
 asyncio.run(main())

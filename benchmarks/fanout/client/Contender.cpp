@@ -164,16 +164,17 @@ Observation Contender::ClosedLoop(std::chrono::milliseconds time) {
   return Observe(first, serverBefore, publisherBefore);
 }
 
-Observation Contender::Paced(std::size_t events) {
+Observation Contender::Paced(std::size_t events, std::size_t settling) {
   WaitUntilQuiet();
   subscribers->Forget();
-  const uint32_t first = timeline->events;
+  const uint32_t first = timeline->events + static_cast<uint32_t>(settling);
+  Send({Command::pace, static_cast<uint32_t>(settling + events)});
+  while (timeline->events < first) subscribers->Poll(1ms);
   const int64_t serverBefore = Server().CpuNs();
   const int64_t publisherBefore = engine->CpuNs();
-  Send({Command::pace, static_cast<uint32_t>(events)});
   AwaitDone();
   const auto deadline = Clock::now() + stragglersLimit;
-  while (subscribers->Arrivals().size() < events * subscribers->Count() && Clock::now() < deadline) {
+  while (subscribers->Arrivals().size() < (settling + events) * subscribers->Count() && Clock::now() < deadline) {
     subscribers->Poll(10ms);
   }
   WaitUntilQuiet();
@@ -206,7 +207,9 @@ int64_t Contender::LongestGapNs(uint32_t first, uint32_t end) const {
     longest = std::max(longest, ns - newest.at(subscriber));
     newest.at(subscriber) = ns;
   };
-  for (const auto& arrival : subscribers->Arrivals()) arrive(arrival.subscriber, arrival.ns);
+  for (const auto& arrival : subscribers->Arrivals()) {
+    if (arrival.sequence - first < end - first) arrive(arrival.subscriber, arrival.ns);
+  }
   for (std::size_t i = 0; i < newest.size(); ++i) arrive(i, timeline->At(end - 1).beginNs);
   return longest;
 }

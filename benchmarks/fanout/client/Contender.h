@@ -53,8 +53,8 @@ class Contender {
 
   /// Emits each event once all subscribers have the one before, for that time and at least five events.
   Observation ClosedLoop(std::chrono::milliseconds time);
-  /// Emits events at the engine's pace.
-  Observation Paced(std::size_t events);
+  /// Emits events at the engine's pace; observes them after those of `settling`.
+  Observation Paced(std::size_t events, std::size_t settling = 0);
 
   /// Lets the newest subscribers read no more, and disconnects those that were stopped before.
   void Stall(std::size_t count) { subscribers->Stall(count); }
