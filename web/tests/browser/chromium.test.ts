@@ -273,6 +273,8 @@ for (const width of [320, 360, 768, 1024, 1920, 3840]) {
       await page.isInState('live');
       assert.equal(await page.tab.evaluate(() => document.documentElement.scrollWidth), width, hash);
     }
+    await page.press('Wall');
+    assert.ok(await page.tab.$eval('dialog[open]', (dialog) => dialog.scrollWidth <= dialog.clientWidth));
     await page.close();
   });
 }
