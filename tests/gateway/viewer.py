@@ -37,10 +37,10 @@ class Viewer:
     """Takes what comes and answers pings by itself; acknowledges what it has taken, unless told not to."""
 
     def __init__(self, gateway, acknowledges=True, hello=True, rate=0, window=None,
-                 protocols=("corvalux.v1",), through=None):
+                 protocols=("corvalux.v1",), source="127.0.0.1", through=None):
         self.through = through  # how to connect, if not to the gateway itself
         self.gateway, self.acknowledges, self.hello, self.rate = gateway, acknowledges, hello, rate
-        self.window, self.protocols = window, protocols
+        self.window, self.protocols, self.source = window, protocols, source
         self.updates = self.drawn = 0
         self.pongs = True
         self.counts = collections.Counter()  # of messages
@@ -54,7 +54,7 @@ class Viewer:
         return self
 
     def directly(self):
-        connection = self.gateway.connect()
+        connection = self.gateway.connect(source=self.source)
         if self.window:
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, self.window)
         connection.setblocking(False)
