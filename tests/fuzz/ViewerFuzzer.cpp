@@ -23,18 +23,19 @@ struct Scene {
   Scene() { devices.Follow({{"desk", "unix:/nowhere/desk"}}); }
 
   asio::io_context loop{1};
+  gateway::Admission admission{{.requestsPerSecond = 1e9}};
   gateway::Devices devices{loop, {}, [](const gateway::Device&) {}};
   gateway::Viewers viewers{loop, devices, {.messageBytes = 4096}, [](const std::string&, const std::string&) {}};
 };
 
-gateway::Handover handover(gateway::Session::Socket socket) {
+gateway::Handover handover(gateway::Session::Socket socket, gateway::Admission& admission) {
   gateway::Handover::Request request(http::verb::get, "/live", 11);
   request.set(http::field::host, "localhost");
   request.set(http::field::connection, "Upgrade");
   request.set(http::field::upgrade, "websocket");
   request.set(http::field::sec_websocket_version, "13");
   request.set(http::field::sec_websocket_key, "dGhlIHNhbXBsZSBub25jZQ==");
-  return {std::move(socket), std::move(request), "unix", nullptr, nullptr};
+  return {std::move(socket), std::move(request), "unix", admission, nullptr, nullptr};
 }
 
 /// Masked with nothing.
@@ -55,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   asio::local::connect_pair(viewer, served);
   served.non_blocking(true);
   viewer.non_blocking(true);
-  scene.viewers.Take(handover(gateway::Session::Socket(std::move(served))));
+  scene.viewers.Take(handover(gateway::Session::Socket(std::move(served)), scene.admission));
   scene.loop.poll();
   fuzz::ByteReader reader(data, size);
   while (!reader.Empty()) {
