@@ -11,7 +11,7 @@ export interface ChangeLine {
   value: Value;
 }
 
-const changesLimit = 2000;
+const changesLimit = 500;
 
 /** The newest value of a key, and the one that it replaced. */
 interface Known {

@@ -1,5 +1,6 @@
 import assert from 'node:assert/strict';
 import { after, test } from 'node:test';
+import { layoutOf } from '../../page/draw/layout.js';
 import { chromium, Page } from './page.js';
 import { device, gateway, until } from './programs.js';
 
@@ -51,6 +52,22 @@ test('a clip lights until somebody acknowledges it', async () => {
   await page.press('Clear clips');
   await until('nothing is lit', async () => (await clips()) === 0);
   assert.ok(before > 0);
+  await page.close();
+  await Promise.all([program.end(), loud.end()]);
+});
+
+test('a tap on a strip acknowledges its clips', async () => {
+  const loud = await device('gateways-bus', '--seed', '7');
+  const { program, url } = await gateway({ loud: 'gateways-bus' });
+  const page = await Page.open(browser, url, '#/loud?keys=bus/1', { touch: true });
+  const clips = async () => Number(await page.text('.meters-table td:nth-of-type(4)'));
+  await until('the bus clips', async () => (await clips()) > 0, 60_000);
+  await page.press('Pause');
+  await page.isInState('paused');
+  const { width, height } = await page.size('.bridge');
+  const { x, y } = await page.tab.$eval('.bridge', (bridge) => bridge.getBoundingClientRect().toJSON() as DOMRect);
+  await page.tab.touchscreen.tap(x + width / 2, y + 1.5 * layoutOf(2, width, height).rowHeight);
+  await until('nothing is lit', async () => (await clips()) === 0);
   await page.close();
   await Promise.all([program.end(), loud.end()]);
 });
