@@ -124,19 +124,20 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     });
   }
 
-  bool Write(std::string head, const Piece& piece) {
-    head.insert(0, frameHead(head.size() + piece.size));
+  bool Write(std::string start, const Piece& piece) {
+    start.insert(0, frameHead(start.size() + piece.size));
     const std::array<asio::const_buffer, 2> buffers{
-        asio::buffer(head), asio::buffer(piece.octets ? piece.octets->data() + piece.begin : nullptr, piece.size)};
+        asio::buffer(start), asio::buffer(piece.octets ? piece.octets->data() + piece.begin : nullptr, piece.size)};
     std::size_t written = 0;
     if (!line().Busy()) {
       // Most of the time the system takes it all; then it costs no operation of the loop's.
       Error error;
       written = line().Lowest().write_some(buffers, error);
-      if (written == head.size() + piece.size) return true;
+      if (written == start.size() + piece.size) return true;
     }
-    line().Begin(
-        [self = shared_from_this(), head = std::move(head), piece, written] { self->WriteRest(head, piece, written); });
+    line().Begin([self = shared_from_this(), start = std::move(start), piece, written] {
+      self->WriteRest(start, piece, written);
+    });
     return false;
   }
 
