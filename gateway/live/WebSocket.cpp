@@ -145,7 +145,7 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     if (std::exchange(closing, true)) return;
     timer.expires_after(closeTime);
     timer.async_wait([self = shared_from_this()](const Error& error) {
-      if (!error) self->Drop();
+      if (!error) self->End();
     });
     if (!stream.is_open()) return;  // its handshake, or the end that the viewer asked for, has as long
     const websocket::close_reason why(static_cast<websocket::close_code>(reason.code), reason.text);
@@ -183,9 +183,9 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
         asio::buffer(body ? body->data() + piece.begin + fromPiece : nullptr, piece.size - fromPiece)};
     asio::async_write(line().Lowest(), buffers, [self = shared_from_this()](const Error& error, std::size_t) {
       self->body.reset();
-      if (error) self->Drop();
       self->line().End();
-      if (!error && self->user) self->user->OnWritten();
+      if (error) return self->End();
+      if (self->user) self->user->OnWritten();
     });
   }
 
