@@ -47,7 +47,7 @@ export class LiveClient {
     return this.clock.offset;
   }
 
-  /** Lasts until it is closed: over reconnects, and also while there is no such device. */
+  /** Lasts until it is closed: over reconnects, and also while the gateway does not have the device. */
   subscribe(wanted: Wanted, events: SubscriptionEvents = {}): Subscription {
     return this.subscriptions.add(wanted, events);
   }

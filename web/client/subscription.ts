@@ -12,7 +12,7 @@ export class LiveSubscription implements Subscription {
   readonly slow = new KeptMeters();
   /** The gateway's number for it; 0 while the gateway does not have it. */
   number = 0;
-  /** Whether the gateway has no such device. */
+  /** Whether the gateway does not have the device. */
   isAbsent = false;
   /** While the gateway is too busy for it: until the next try, and how many there were. */
   retry: ReturnType<typeof setTimeout> | undefined;

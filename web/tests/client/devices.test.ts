@@ -59,7 +59,7 @@ describe('devices', { concurrency: true }, () => {
 
   test('a device that is not there is subscribed to when it comes', async (t) => {
     const { happened, viewer } = await subscribed(t, { device: 'stage' });
-    viewer.send(error('unknown-device', 'there is no such device', 1));
+    viewer.send(error('unknown-device', 'there is no device of this name', 1));
     assert.equal((await happened.next()).code, 'unknown-device');
     viewer.send(devices([{ name: 'desk' }]), devices([{ name: 'stage' }]), devices([{ name: 'stage' }]));
     assert.deepEqual((await viewer.says('subscribe'))[2], ['stage']);
