@@ -10,7 +10,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using sim::Event;
-using test::counted;
 using test::RawCall;
 using test::StreamClient;
 
@@ -25,7 +24,7 @@ TEST_F(FailedStart, EndsTheStreamsOfClientsThatCameMeanwhile) {
     EXPECT_TRUE(Subscribed(*reader, Event::meterSlow));
     stalled.emplace(address, test::fastMethod);
     EXPECT_TRUE(Subscribed(*stalled));
-    engine.Emit(Event::meterFast, counted(1, test::heavy));
+    FillUp(Event::meterFast);
   });
   engine.RefuseRegistration(3);
   const auto time = test::timeOf([this] {

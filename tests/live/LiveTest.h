@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "live/RawCall.h"
 #include "support/ModuleTest.h"
@@ -51,6 +52,15 @@ class LiveTest : public ModuleTest {
     const std::size_t before = client.Count();
     engine.Emit(event, values);
     return client.WaitForMessages(before + 1);
+  }
+
+  /// Emits to a client that does not read more than its window holds. The first list may still fit behind the one
+  /// before it; of so many one must get stuck.
+  void FillUp(sim::Event event) {
+    for (int i = 0; i < 50; ++i) {
+      engine.Emit(event, counted(1, heavy));
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
   }
 };
 

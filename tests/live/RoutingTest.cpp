@@ -81,7 +81,7 @@ TEST_F(Routing, ACallThatArrivesWhileTheModuleClosesIsUnimplemented) {
   StartRoomyModule();
   RawCall stalled(address, test::fastMethod);
   ASSERT_TRUE(Subscribed(stalled));
-  engine.Emit(Event::meterFast, test::counted(1, test::heavy));
+  FillUp(Event::meterFast);
   std::jthread stopping([this] { instance.Stop(); });  // waits for the stalled client
   ASSERT_TRUE(log.WaitFor("calling Finish on reactor"));
   StreamClient late(address, test::slowMethod);

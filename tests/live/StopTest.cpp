@@ -77,15 +77,6 @@ class Stopping : public test::LiveTest {
     }
   }
 
-  /// Emits to a client that does not read more than its window holds. The first list may still fit behind the one
-  /// before it; of so many one must get stuck.
-  void FillUp(Event event) {
-    for (int i = 0; i < 50; ++i) {
-      engine.Emit(event, counted(1, test::heavy));
-      std::this_thread::sleep_for(1ms);
-    }
-  }
-
   /// The module still works: it starts on the same address, serves a client, and stops.
   void ExpectToServeAgain() {
     engineThreads.clear();

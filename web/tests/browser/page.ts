@@ -31,6 +31,9 @@ export function firefox(): Promise<Browser> {
   });
 }
 
+/** What Chromium and Firefox themselves say of a connection that broke: the page handles that. */
+const brokenLine = /^WebSocket |connection to (the server at )?wss?:/;
+
 /** How the page is shown. */
 export interface Look {
   width?: number;
@@ -49,10 +52,13 @@ export class Page {
   static async open(browser: Browser, url: string, hash = '', look: Look = {}): Promise<Page> {
     const tab = await browser.newPage();
     const page = new Page(tab);
+    const complain = (text: string) => {
+      if (!brokenLine.test(text)) page.complaints.push(text);
+    };
     tab.on('console', (line) => {
-      if (line.type() === 'error' && !line.text().startsWith('WebSocket ')) page.complaints.push(line.text());
+      if (line.type() === 'error') complain(line.text());
     });
-    tab.on('pageerror', (error) => page.complaints.push(String(error)));
+    tab.on('pageerror', (error) => complain(String(error)));
     await tab.setViewport({ width: look.width ?? 1280, height: look.height ?? 800, hasTouch: look.touch ?? false });
     if (look.theme ?? look.calm) await page.emulate(look);
     await tab.goto(url + hash);
