@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t originsLimit = 10'000;
 constexpr double burstSeconds = 2;
+constexpr double debtSeconds = 10;                ///< that an address may be behind
 constexpr double share = 0.25;                    ///< of the thread, for one address
 constexpr std::chrono::seconds sweepInterval{1};  ///< each looks at all addresses
 
@@ -39,10 +40,7 @@ std::unique_ptr<Admission::Ticket> Admission::EnterFrom(const std::string& addre
 
 bool Admission::MayAsk(const std::string& address, Clock::time_point now) {
   Origin& origin = Of(groupOf(address), now);
-  const double passed = std::chrono::duration<double>(now - origin.renewed).count();
-  origin.allowance =
-      std::min(origin.allowance + passed * limits.requestsPerSecond, burstSeconds * limits.requestsPerSecond);
-  origin.renewed = now;
+  Renew(origin, now);
   if (origin.allowance < 1) return false;
   --origin.allowance;
   return true;
@@ -51,6 +49,21 @@ bool Admission::MayAsk(const std::string& address, Clock::time_point now) {
 void Admission::Charge(const std::string& address, Clock::duration work) {
   const double seconds = std::chrono::duration<double>(work).count();
   Of(groupOf(address), Clock::now()).allowance -= seconds * limits.requestsPerSecond / share;
+}
+
+bool Admission::MustGiveUp(const std::string& address, Clock::time_point now) {
+  Origin& origin = Of(groupOf(address), now);
+  Renew(origin, now);
+  if (origin.allowance > -debtSeconds * limits.requestsPerSecond) return false;
+  origin.allowance = 0;
+  return true;
+}
+
+void Admission::Renew(Origin& origin, Clock::time_point now) const {
+  const double passed = std::chrono::duration<double>(now - origin.renewed).count();
+  origin.allowance =
+      std::min(origin.allowance + passed * limits.requestsPerSecond, burstSeconds * limits.requestsPerSecond);
+  origin.renewed = now;
 }
 
 Admission::Origin& Admission::Of(const std::string& address, Clock::time_point now) {

@@ -45,6 +45,8 @@ class Admission {
   /// A request of this address cost the loop's thread so much time: it counts as many, so that an address has a quarter
   /// of the thread at most.
   void Charge(const std::string& address, Clock::duration work);
+  /// Whether an address has taken far more than its share, and must give something up. Then its debt is forgiven.
+  bool MustGiveUp(const std::string& address, Clock::time_point now);
 
   std::size_t Clients() const { return *clients; }
 
@@ -56,6 +58,7 @@ class Admission {
   };
 
   Origin& Of(const std::string& address, Clock::time_point now);
+  void Renew(Origin& origin, Clock::time_point now) const;
   void Forget(Clock::time_point now);
 
   const AdmissionLimits limits;

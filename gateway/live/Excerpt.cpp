@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "client/Encode.h"
+#include "gateway/http/ThreadTime.h"
 
 namespace corvalux::gateway {
 
@@ -76,7 +77,11 @@ void Excerpt::OnMessage(Stream stream) {
   for (const auto& each : spans.at(indexOf(stream))) {
     if (const auto span = each.lock()) span->entries.reset();
   }
-  if (stream != Stream::changes) Fold(stream);
+  if (stream != Stream::changes) {
+    const auto begin = threadTime();
+    Fold(stream);
+    work += threadTime() - begin;
+  }
   newest.at(indexOf(stream)).reset();
   for (Follower* follower : followers) follower->OnNews(stream);
 }
@@ -139,16 +144,17 @@ void Excerpt::FindPeaks(const Frame& frame, Meters& of) {
 
 Octets Excerpt::EntriesOf(Stream stream, std::shared_ptr<Span>& span) {
   while (span->replaced) span = span->replaced;
-  const uint64_t sequence = device->Values().Sequence(stream);
   if (span->entries) return span->entries;
-  if (stream == Stream::changes) {
-    span->entries = MakeChanges(span->after);
-  } else if (sequence - span->after == 1) {
-    span->entries = EntriesOf(stream);
-  } else {
-    span->entries = Make(*device->Values().Newest(stream), &span->greatest);
-  }
+  const auto begin = threadTime();
+  span->entries = MakeEntries(stream, *span);
+  work += threadTime() - begin;
   return span->entries;
+}
+
+Octets Excerpt::MakeEntries(Stream stream, const Span& span) {
+  if (stream == Stream::changes) return MakeChanges(span.after);
+  if (device->Values().Sequence(stream) - span.after == 1) return EntriesOf(stream);
+  return Make(*device->Values().Newest(stream), &span.greatest);
 }
 
 Octets Excerpt::EntriesOf(Stream stream) {

@@ -47,6 +47,9 @@ class Excerpt final : private Watcher {
   /// The smoothed time between two messages of a stream; zero before the second.
   std::chrono::duration<double> Period(client::Stream stream) const { return rhythms.at(indexOf(stream)).period; }
 
+  /// How long the thread has worked for this since it was asked last.
+  std::chrono::nanoseconds TakeWork() { return std::exchange(work, {}); }
+
   /// From the newest message of the stream on.
   std::shared_ptr<Span> Begin(client::Stream stream);
   /// What has come in a span, at least one message; empty if none of it is chosen. Sets `span` to the one in use.
@@ -76,6 +79,7 @@ class Excerpt final : private Watcher {
   void OnGone() override;
 
   void Fold(client::Stream meters);
+  Octets MakeEntries(client::Stream stream, const Span& span);
   void FindPeaks(const Frame& frame, Meters& of);
   void LimitSpans(std::vector<std::weak_ptr<Span>>& list);
   Octets Make(const Frame& frame, const Greatest* greatest);
@@ -85,6 +89,7 @@ class Excerpt final : private Watcher {
   Choice keys;
   Choice peaks;
   std::vector<Follower*> followers;
+  std::chrono::nanoseconds work{0};
   std::array<Rhythm, client::allStreams.size()> rhythms;
   std::array<Meters, 2> meters;
   std::array<std::weak_ptr<Span>, client::allStreams.size()> newest;  ///< those that begin with the newest message

@@ -48,6 +48,8 @@ class Subscription final : private Excerpt::Follower {
   /// what a snapshot holds.
   std::optional<Out> Next(const Window* window, Unsent& unsent, Clock::time_point now);
   uint64_t Serial() const { return wanted.serial; }
+  /// How long the thread has worked for the choice of keys since somebody asked, whoever shares it.
+  std::chrono::nanoseconds TakeWork() { return excerpt->TakeWork(); }
   /// The viewer has acknowledged an update, one of those that it acknowledges now.
   void Landed(std::size_t stream, Clock::time_point now);
   /// When Next may have something because time has passed; nothing if that does not depend on it.

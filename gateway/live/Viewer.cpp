@@ -26,7 +26,8 @@ constexpr double mostDevices = 5;     ///< messages of devices a second
 constexpr double longestPause = 1e6;  ///< seconds between two; more may be no time that a clock has
 constexpr double burstSeconds = 2;
 
-constexpr uint16_t normal = 1000;  ///< a close code; these are ours
+constexpr uint16_t normal = 1000;  ///< close codes; those from 4000 on are ours
+constexpr uint16_t tryLater = 1013;
 constexpr uint16_t overdue = 4000;
 constexpr uint16_t badMessage = 4100;
 constexpr uint16_t beyondLimit = 4101;
@@ -337,8 +338,20 @@ void Viewer::Tick(Clock::time_point now) {
   if (writing && now - *writing > patience) return Close({overdue, "takes no message"});
   if (pinged && now - pinged->second > patience) return Close({overdue, "no pong came"});
   if (window.Oldest() && now - *window.Oldest() > patience) return Close({overdue, "no acknowledgement came"});
+  if (TakesTooMuch(now)) return Close({tryLater, "the keys that this address wants are too much work"});
   if (hello && !pinged && now >= pingDue) Ping(now);
   viewers.Ready(*this);
+}
+
+/// Entries are made for all who want the same keys; who wants others than everybody else pays alone.
+bool Viewer::TakesTooMuch(Clock::time_point now) {
+  std::chrono::nanoseconds work{0};
+  for (const auto& [number, subscription] : subscriptions) work += subscription->TakeWork();
+  if (work.count() == 0) return false;
+  admission.Charge(address, work);
+  if (!admission.MustGiveUp(address, now)) return false;
+  viewers.onRefused("viewer work", address);
+  return true;
 }
 
 void Viewer::Close(const WebSocket::Reason& reason) { socket.Close(reason); }

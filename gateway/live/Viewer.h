@@ -65,6 +65,7 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
   bool SendValues(Clock::time_point now);
   std::optional<Subscription::Out> NextOf(Subscription& subscription, Clock::time_point now);
   void DropGone();
+  bool TakesTooMuch(Clock::time_point now);
   void Send(std::string head, const Piece& piece = {});
   void Say(const live::ToViewer& message);
   void Say(live::ErrorCode code, const std::string& text, uint32_t subscription);

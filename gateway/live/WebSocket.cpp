@@ -21,6 +21,7 @@ namespace websocket = beast::websocket;
 using Error = boost::system::error_code;
 
 constexpr std::chrono::seconds closeTime{2};
+constexpr int mostControls = 100;  ///< pings and pongs of a viewer in a second; Beast answers each ping with a write
 
 /// The socket below Beast. Beast writes control frames whenever it likes, but here only between our messages.
 class Line {
@@ -109,6 +110,7 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     stream.set_option(
         websocket::stream_base::timeout{websocket::stream_base::none(), websocket::stream_base::none(), false});
     stream.read_message_max(messageBytes);
+    stream.control_callback([this](websocket::frame_type, beast::string_view) { CountControl(); });
   }
 
   void Accept(Handover::Request given, const std::string& protocol) {
@@ -204,6 +206,15 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
     Read();
   }
 
+  void CountControl() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - controlsSince >= std::chrono::seconds(1)) {
+      controlsSince = now;
+      controls = 0;
+    }
+    if (++controls > mostControls) Drop();
+  }
+
   void End() {
     Drop();
     if (auto* last = std::exchange(user, nullptr)) last->OnEnd();
@@ -219,6 +230,8 @@ class WebSocket::Connection : public std::enable_shared_from_this<Connection> {
   std::string head;  ///< of what is being written
   Octets body;
   bool closing = false;
+  int controls = 0;  ///< frames since then
+  std::chrono::steady_clock::time_point controlsSince;
 };
 
 WebSocket::WebSocket(Handover handover, const std::string& protocol, std::size_t messageBytes, User& user)

@@ -99,6 +99,17 @@ TEST(Admission, AnAddressPaysForTheTimeThatItsRequestsTake) {
   EXPECT_TRUE(admission.MayAsk("b", start));
 }
 
+TEST(Admission, AnAddressThatTakesFarMoreThanItsShareMustGiveSomethingUpOnce) {
+  Admission admission({.clients = 1, .perAddress = 1, .requestsPerSecond = 10});
+  const Admission::Clock::time_point start = Admission::Clock::now();
+  admission.Charge("a", milliseconds(2900));  // of a quarter: 11.6 s, of which 2 were saved
+  EXPECT_FALSE(admission.MustGiveUp("a", start));
+  admission.Charge("a", milliseconds(200));
+  EXPECT_FALSE(admission.MustGiveUp("b", start));
+  EXPECT_TRUE(admission.MustGiveUp("a", start));
+  EXPECT_FALSE(admission.MustGiveUp("a", start));
+}
+
 TEST(DeviceList, TakesNamesAndMakesMissingOnes) {
   EXPECT_EQ(deviceList({"desk=10.0.0.5"}), (std::vector<DeviceAddress>{{"desk", "10.0.0.5:50005"}}));
   EXPECT_EQ(nameOf("mixer.local"), "mixer-local-50005");

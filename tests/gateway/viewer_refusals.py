@@ -40,6 +40,14 @@ def messages(connection):
         yield live.ToViewer.FromString(file.read(size))
 
 
+def close_code(connection):
+    """Takes what comes until the gateway closes, and gives the code."""
+    end = b""
+    while octets := connection.recv(1 << 20):
+        end = (end + octets)[-200:]
+    return int.from_bytes(end[(start := end.rindex(b"\x88") + 2):start + 2], "big")
+
+
 def full(connection):
     """Waits until no more fits into a connection that nobody reads."""
     def waiting():
@@ -174,6 +182,18 @@ async def who_says_nothing_is_ended(gateway):
     await healthy(gateway)
 
 
+async def floods_of_pings_end(gateway):
+    with gateway.connect() as connection:
+        connection.sendall(upgrade() + frame(b"", first=0x89) * 300)
+        answers = b""
+        connection.settimeout(5)
+        with contextlib.suppress(OSError):
+            while octets := connection.recv(4096):
+                answers += octets
+        check(answers.count(b"\x8a\x00") <= 100, "no more than 100 pings a second are answered")
+    await healthy(gateway)
+
+
 async def octets_that_are_no_websocket_harm_nobody(gateway):
     rule = random.Random(4)
     hello = live.FromViewer(hello=live.ViewerHello(acknowledges=True)).SerializeToString()
@@ -245,6 +265,23 @@ async def subscriptions_count_as_requests(place):
             check(gateway.metric('corvalux_gateway_refused_total{reason="viewer subscription"}') > 0, "they are counted")
 
 
+async def who_wants_too_much_work_must_come_back_later(place):
+    """Each choice of keys is made for this viewer alone."""
+    with device(f"unix:{place}/wide", "--channels", "1024", "--fast-hz", "200"), Gateway(
+            f"desk=unix:{place}/wide", "--max-subscriptions", "60") as gateway:
+        gateway.wait_until("live")
+        with gateway.connect(source="127.0.0.2") as connection:
+            connection.sendall(upgrade())
+            check(connection.recv(4096).startswith(b"HTTP/1.1 101 "), "a viewer begins")
+            connection.sendall(frame(live.FromViewer(hello=live.ViewerHello()).SerializeToString()))
+            for number in range(1, 61):
+                wanted = live.Subscribe(subscription=number, device="desk", streams=[1], keys=["**", f"other/{number}"])
+                connection.sendall(frame(live.FromViewer(subscribe=wanted).SerializeToString()))
+            check(close_code(connection) == 1013, "its work is for later")
+        check(gateway.metric('corvalux_gateway_refused_total{reason="viewer work"}') == 1, "it is counted")
+        await healthy(gateway)
+
+
 async def who_closes_and_reads_nothing_is_ended(gateway):
     with frozen(gateway, [1, 2, 3], acknowledges=False) as connection:
         connection.sendall(frame(struct.pack("!H", 1000), first=0x88))
@@ -276,12 +313,13 @@ async def main():
             gateway.wait_until("live")
             for test in (handshakes_are_refused_with_a_text, messages_that_make_no_sense_end_the_connection,
                          a_wrong_subscription_is_refused_alone, limits_hold, who_says_nothing_is_ended,
-                         octets_that_are_no_websocket_harm_nobody, viewers_may_leave_at_any_time):
+                         floods_of_pings_end, octets_that_are_no_websocket_harm_nobody, viewers_may_leave_at_any_time):
                 print(test.__name__.replace("_", " "), flush=True)
                 await test(gateway)
             check(gateway.metric('corvalux_gateway_refused_total{reason="viewer message"}') == 11, "refusals are counted")
         await a_device_that_is_dropped_ends_its_subscriptions(place)
         await subscriptions_count_as_requests(place)
+        await who_wants_too_much_work_must_come_back_later(place)
 
 
 asyncio.run(main())
