@@ -63,14 +63,19 @@ void addSeconds(CLI::App& app, const char* name, std::chrono::seconds& time, con
       ->run_callback_for_default(false);
 }
 
+/// Each time one, so that a device may follow.
 CLI::Option* addTexts(CLI::App& app, const char* name, std::vector<std::string>& texts, const char* type,
                       const char* help) {
-  return app.add_option(name, texts, help)->type_name(type)->expected(1, std::numeric_limits<int>::max());
+  return app.add_option(name, texts, help)
+      ->type_name(type)
+      ->expected(1, std::numeric_limits<int>::max())
+      ->allow_extra_args(false);
 }
 
 void addMain(CLI::App& app, Settings& settings, Texts& texts) {
   addTexts(app, "device,--device", texts.devices, "[NAME=]ADDRESS",
-           "A device; HOST, HOST:PORT, [IPV6]:PORT or unix:PATH");
+           "A device; HOST, HOST:PORT, [IPV6]:PORT or unix:PATH")
+      ->allow_extra_args();
   app.add_option("--listen", settings.http.listen, "ADDRESS:PORT or unix:PATH; port 0 takes a free one")
       ->type_name("WHERE")
       ->capture_default_str();

@@ -41,6 +41,12 @@ def a_configuration_can_be_checked(place):
         check(result.returncode == 2 and result.stderr.count("\n") == 1, f"a bad one: {line!r}: {result.stderr.strip()}")
 
 
+def devices_may_follow_any_option(place):
+    for options in (("--allow-origin", "https://desk.example"), ("--trusted-proxy", "unix"), ("--levels", "**/peak"),
+                    ("--device", "one=a")):
+        check(run("--check-config", *options, "desk=10.0.0.5", "stage").returncode == 0, f"{options[0]} takes one value")
+
+
 def help_and_version_are_on_the_output(place):
     for option in ("--help", "--version"):
         result = run(option)
@@ -89,7 +95,8 @@ def a_socket_file_is_replaced_only_when_nobody_serves_it(place):
 
 
 with folder() as root:
-    for test in (a_wrong_command_line_is_an_error, a_configuration_can_be_checked, help_and_version_are_on_the_output,
+    for test in (a_wrong_command_line_is_an_error, a_configuration_can_be_checked,
+                 devices_may_follow_any_option, help_and_version_are_on_the_output,
                  an_address_in_use_is_an_error, port_0_is_a_free_port, who_can_reach_it_is_said,
                  a_socket_file_is_replaced_only_when_nobody_serves_it):
         print(test.__name__.replace("_", " "))
