@@ -10,9 +10,10 @@ export class Awake {
     document.addEventListener('visibilitychange', () => void this.hold());
   }
 
-  set(wanted: boolean): void {
+  /** Ends when it is known whether the browser keeps it on. */
+  set(wanted: boolean): Promise<void> {
     this.wanted = wanted && Awake.problem === '';
-    void this.hold();
+    return this.hold();
   }
 
   /** A browser takes the lock away when the page is hidden. */

@@ -98,8 +98,9 @@ export class Menu {
 
   private awakeRow(): HTMLElement[] {
     const keep = button('Keep the screen on', { 'aria-pressed': 'false' }, () => {
-      this.awake.set(!this.awake.wanted);
-      keep.setAttribute('aria-pressed', String(this.awake.wanted));
+      void this.awake.set(!this.awake.wanted).then(() => {
+        keep.setAttribute('aria-pressed', String(this.awake.wanted));
+      });
     });
     keep.disabled = Awake.problem !== '';
     if (keep.disabled) setText(keep, `Keep the screen on: ${Awake.problem}`);

@@ -59,6 +59,11 @@ export class Page {
       if (line.type() === 'error') complain(line.text());
     });
     tab.on('pageerror', (error) => complain(String(error)));
+    await tab.evaluateOnNewDocument(() => {
+      document.addEventListener('securitypolicyviolation', ({ violatedDirective, blockedURI }) => {
+        console.error(`against ${violatedDirective}: ${blockedURI}`);
+      });
+    });
     await tab.setViewport({ width: look.width ?? 1280, height: look.height ?? 800, hasTouch: look.touch ?? false });
     if (look.theme ?? look.calm) await page.emulate(look);
     await tab.goto(url + hash);
