@@ -34,6 +34,7 @@ Subscription::Subscription(Wanted given, std::shared_ptr<Excerpt> shared, std::f
 Subscription::~Subscription() { excerpt->Remove(*this); }
 
 std::optional<Subscription::Out> Subscription::Next(const Window* window, Unsent& unsent, Clock::time_point now) {
+  waits = false;
   if (Gone()) return std::nullopt;
   if (!Shown()) return NextPart(unsent, now);
   for (std::size_t i = 0; i < wanted.streams.size(); ++i) {
@@ -103,7 +104,10 @@ std::optional<Subscription::Out> Subscription::NextUpdate(Stream stream, const W
   const uint64_t newest = excerpt->Of()->Values().Sequence(stream);
   if (newest == lane.sent || now < lane.due) return std::nullopt;
   const Seconds period = std::max(excerpt->Period(stream), wanted.interval);
-  if (window && !window->Allows(lane.flying, std::max(lane.together, lane.former), period)) return std::nullopt;
+  if (window && !window->Allows(lane.flying, std::max(lane.together, lane.former), period)) {
+    waits = true;
+    return std::nullopt;
+  }
   const Octets entries = excerpt->EntriesOf(stream, lane.span);
   live::Update update;
   update.set_merged(static_cast<uint32_t>(newest - lane.sent));

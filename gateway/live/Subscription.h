@@ -56,6 +56,8 @@ class Subscription final : private Excerpt::Follower {
   std::optional<Clock::time_point> Due() const;
   /// Whether the gateway has dropped the device.
   bool Gone() const { return excerpt->Of() == nullptr; }
+  /// Whether the window has kept something back since Next was called last.
+  bool Waits() const { return waits; }
   /// Whether all of the snapshot has been sent.
   bool Shown() const { return next == wanted.streams.size(); }
   /// Whether it holds the values of a snapshot of which a part has been sent.
@@ -97,6 +99,7 @@ class Subscription final : private Excerpt::Follower {
   std::size_t next = 0;            ///< of the wanted streams, the one whose snapshot is due
   std::optional<Present> present;  ///< of that one, once begun
   std::size_t turn = 0;            ///< of the wanted streams, whose update comes first
+  bool waits = false;              ///< for an acknowledgement
 };
 
 }  // namespace corvalux::gateway

@@ -74,7 +74,7 @@ void Viewer::OnMessage(std::string_view octets, bool binary) {
       return Refuse(live::ERROR_CODE_BAD_MESSAGE, "not a message of corvalux.v1");
     }
     Take(message);
-    viewers.Ready(*this);
+    if (!message.has_acknowledge()) viewers.Ready(*this);
   });
 }
 
@@ -172,6 +172,7 @@ void Viewer::Take(const live::Acknowledge& acknowledge) {
     const auto found = subscriptions.find(flight.subscription);
     if (found == subscriptions.end() || found->second->Serial() != flight.serial) return;
     found->second->Landed(flight.stream, now);
+    if (found->second->Waits()) viewers.Ready(*this);
   };
   if (!hello->acknowledges() || !window.Acknowledge(acknowledge.updates(), now, landed)) {
     Refuse(live::ERROR_CODE_BAD_MESSAGE, "acknowledges what was not sent");
