@@ -11,6 +11,7 @@
 
 #include "faults/OtherHost.h"
 #include "sim/Ticker.h"
+#include "support/FreePort.h"
 #include "support/ModuleTest.h"
 #include "support/Process.h"
 #include "support/StreamClient.h"
@@ -49,7 +50,7 @@ class SlowLine : public test::ModuleTest {
 };
 
 TEST_F(SlowLine, AClientWithASmallReceiveBufferGetsAllThatWasWrittenAndThenCancelled) {
-  const std::string far = "127.0.0.1:50208";
+  const std::string far = "127.0.0.1:" + std::to_string(test::freePort());
   StartOn(address + " " + far);
   const std::string relay = dir.UnixAddress("relay");
   Process slowReader({"/usr/bin/python3", CORVALUX_SLOW_READER, far, relay.substr(5), "100000"});
