@@ -13,8 +13,8 @@ import (
 	"time"
 
 	streams "corvalux/grpc"
-	"github.com/golang/protobuf/proto"
 	"github.com/nats-io/nats.go"
+	"google.golang.org/protobuf/proto"
 )
 
 const tooOld = 1.0 // seconds that a message may have spent on its way
