@@ -7,8 +7,9 @@ import sys
 import tempfile
 import time
 
-from programs import PATIENCE, ROOT, Program
-from servers import Server, check, free_ports, gateway
+from client import gateway
+from programs import PATIENCE, ROOT, Program, check
+from servers import Server, free_ports
 
 
 def message_of(key, level):

@@ -6,9 +6,9 @@ import os
 import subprocess
 import threading
 
-from servers import INSTALLED, Client, Server, make_authority, make_certificate, replaced, uncommented
+from client import Client
+from servers import Fleet, Server
 
-ROUTES = '"nats-route://192.0.2.2:6250", "nats-route://192.0.2.3:6250"'
 libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -77,11 +77,6 @@ def machines(count):
 
 def start_server(folder, machine, others):
     """With the installed configuration on its own ports, and a certificate for the machine's address."""
-    if not (folder / "ca.crt").exists():
-        make_authority(folder, "ca")
     name = f"machine{machine.number}"
-    make_certificate(folder, name, "ca", machine.address)
-    routes = ", ".join(f'"nats-route://{other.address}:6250"' for other in others)
-    text = replaced(uncommented((INSTALLED / "routes.conf").read_text()), {
-        ROUTES: routes, "/etc/corvalux/nats/ca.crt": folder / "ca.crt", "/etc/corvalux/nats/route.": f"{folder}/{name}."})
-    return Server(folder / name, 4250, text, machine.before)
+    routes = Fleet(folder).routes(name, "0.0.0.0:6250", [f"{other.address}:6250" for other in others], address=machine.address)
+    return Server(folder / name, 4250, routes, machine.before)

@@ -4,7 +4,9 @@ import subprocess
 import tempfile
 from pathlib import Path
 
-from servers import Client, Server, check, free_ports, gateway, listener
+from client import Client, gateway, listener
+from programs import check
+from servers import Server, free_ports
 
 OURS = ("corvalux.v1.desk.fast", "corvalux.v1.desk.state", "_INBOX.abc.1")
 OTHERS = ("other", "corvalux.v2.desk.fast", "$SYS.REQ.SERVER.PING", ">")

@@ -5,34 +5,12 @@ import tempfile
 import time
 from pathlib import Path
 
-from programs import PATIENCE
-from servers import (INSTALLED, Server, check, free_ports, gateway, listener, make_authority, make_certificate,
-                     replaced, uncommented)
+from client import gateway, listener
+from programs import PATIENCE, check
+from servers import Fleet, Server, free_ports
 
 SUBJECT = "corvalux.v1.desk.fast"
 REFUSAL = "TLS route handshake error"
-ROUTES = '"nats-route://192.0.2.2:6250", "nats-route://192.0.2.3:6250"'
-
-
-class Fleet:
-    """Machines of a fleet, as folders with certificates, and ports."""
-
-    def __init__(self, folder):
-        self.folder = folder
-        for authority in ("ca", "stranger"):
-            make_authority(folder, authority)
-
-    def routes(self, name, own, others, authority="ca", address="127.0.0.1"):
-        """routes.conf, by its own example, of a machine with the route port `own` and a new certificate."""
-        make_certificate(self.folder, name, authority, address)
-        text = uncommented((INSTALLED / "routes.conf").read_text())
-        replacements = {ROUTES: ", ".join(f'"nats-route://127.0.0.1:{port}"' for port in others),
-                        "0.0.0.0:6250": f"127.0.0.1:{own}", "/etc/corvalux/nats/ca.crt": self.folder / "ca.crt",
-                        "/etc/corvalux/nats/route.": f"{self.folder}/{name}."}
-        return replaced(text, replacements)
-
-    def server(self, name, port, routes):
-        return Server(self.folder / name, port, routes)
 
 
 def passes(source, target):
@@ -51,7 +29,7 @@ def stays_out(fleet, known, name, routes):
     """A machine with these routes to the server that is known: what is published there does not reach it."""
     (port, server), (strange,) = known, free_ports(1)
     refused = server.count("errors", REFUSAL)
-    with fleet.server(name, strange, routes), listener(port) as friend, listener(strange) as spy:
+    with Server(fleet.folder / "strange", strange, routes), listener(port) as friend, listener(strange) as spy:
         server.wait_for(f"refuses a machine {name}", "errors", REFUSAL, refused + 1)
         friend.say(f"SUB {SUBJECT} 1")
         spy.say(f"SUB {SUBJECT} 1")
@@ -62,14 +40,15 @@ def stays_out(fleet, known, name, routes):
 
 def main(folder):
     fleet = Fleet(folder)
-    first, second, first_route, second_route, other = free_ports(5)
+    first, second, *ports = free_ports(5)
+    first_route, second_route, other = (f"127.0.0.1:{port}" for port in ports)
     here = fleet.routes("first", first_route, [second_route])
     there = fleet.routes("second", second_route, [first_route])
-    with fleet.server("first", first, here) as server:
-        with fleet.server("second", second, there) as killed:
+    with Server(folder / "a", first, here) as server:
+        with Server(folder / "b", second, there) as killed:
             check(passes(first, second) and passes(second, first), "messages pass between two machines, both ways")
             killed.end(signal.SIGKILL)
-        with fleet.server("second", second, there):
+        with Server(folder / "b", second, there):
             check(passes(first, second) and passes(second, first), "and again after one was killed and came back")
         alone = fleet.routes("alone", other, [first_route]).split("  tls {")[0] + "}"
         stays_out(fleet, (first, server), "without TLS", alone)

@@ -1,13 +1,13 @@
-"""The real nats-server with the installed configuration, certificates for its routes, and a client that is not ours."""
-import json
+"""The real nats-server with the installed configuration, and certificates for its routes."""
 import re
 import signal
 import socket
 import subprocess
 
-from programs import PATIENCE, ROOT, Program, check
+from programs import ROOT, Program
 
 INSTALLED = ROOT / "packaging/fleet"
+ROUTES = '"nats-route://192.0.2.2:6250", "nats-route://192.0.2.3:6250"'  # of its example
 
 
 def free_ports(count):
@@ -54,6 +54,23 @@ def replaced(text, replacements):
     return text
 
 
+class Fleet:
+    """A folder with the certificates of a fleet's machines, and of a stranger's authority."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        for authority in ("ca", "stranger"):
+            if not (folder / f"{authority}.crt").exists():
+                make_authority(folder, authority)
+
+    def routes(self, name, own, others, authority="ca", address="127.0.0.1"):
+        """routes.conf, by its own example, of a machine that listens on `own`, with a new certificate."""
+        make_certificate(self.folder, name, authority, address)
+        return replaced(uncommented((INSTALLED / "routes.conf").read_text()), {
+            ROUTES: ", ".join(f'"nats-route://{other}"' for other in others), "0.0.0.0:6250": own,
+            "/etc/corvalux/nats/ca.crt": self.folder / "ca.crt", "/etc/corvalux/nats/route.": f"{self.folder}/{name}."})
+
+
 class Server(Program):
     """A nats-server with the installed configuration, once it is ready; in a folder of its own, on this port."""
 
@@ -69,67 +86,3 @@ class Server(Program):
 
     def ends(self):
         return self.end(signal.SIGINT) == 0
-
-
-class Client:
-    """A connection to a server on loopback. `said` has what the server said last, `refused` its last refusal."""
-
-    def __init__(self, port, user=None, password=None):
-        self.socket = socket.create_connection(("127.0.0.1", port), PATIENCE)
-        self.file = self.socket.makefile("rb")
-        self.said = self.refused = ""
-        self.messages = []
-        self.information = json.loads(self.file.readline().removeprefix(b"INFO "))
-        options = {"verbose": False, "pedantic": False, "headers": True, "no_responders": False}
-        if user:
-            options |= {"user": user, "pass": password}
-        self.say(f"CONNECT {json.dumps(options)}")
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.file.close()
-        self.socket.close()
-
-    def say(self, *lines):
-        """Whether the server took it: it answers a ping, and has refused nothing since."""
-        self.refused = ""
-        self.socket.sendall("".join(line + "\r\n" for line in (*lines, "PING")).encode())
-        while self.read() not in ("PONG", ""):
-            pass
-        return self.said == "PONG" and not self.refused
-
-    def read(self):
-        """One thing that the server says; its first word. Empty when it has closed the connection."""
-        try:
-            line = self.file.readline().decode().rstrip()
-        except ConnectionResetError:
-            line = ""
-        self.said, _, rest = line.partition(" ")
-        if self.said == "MSG":
-            subject, *_, size = rest.split()
-            self.messages.append((subject, self.file.read(int(size) + 2)[:-2].decode()))
-        if self.said == "-ERR":
-            self.refused = rest
-        if self.said == "PING":
-            self.socket.sendall(b"PONG\r\n")
-        return self.said
-
-    def publish(self, subject, text="values"):
-        return self.say(f"PUB {subject} {len(text)}", text)
-
-    def next(self):
-        """The next message: its subject and payload."""
-        while not self.messages:
-            if not self.read():
-                raise ConnectionError("the server has closed the connection")
-        return self.messages.pop(0)
-
-
-def gateway(port):
-    return Client(port, "gateway", "one")
-
-
-def listener(port):
-    return Client(port, "listener", "two")
