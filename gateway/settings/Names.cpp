@@ -1,12 +1,14 @@
 #include "gateway/settings/Names.h"
 
 #include <boost/asio/ip/address.hpp>
+#include <boost/asio/ip/host_name.hpp>
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
 #include <stdexcept>
 
 #include "gateway/http/NameCheck.h"
 #include "gateway/http/PlainAddress.h"
+#include "gateway/settings/DeviceList.h"
 
 namespace corvalux::gateway {
 
@@ -35,6 +37,21 @@ std::string proxyName(const std::string& text) {
   const auto address = boost::asio::ip::make_address(text, error);
   if (error) throw std::invalid_argument("--trusted-proxy takes an address or unix, not '" + text + "'");
   return plainAddress(address).to_string();
+}
+
+std::string natsUrl(const std::string& text) {
+  const auto url = urls::parse_uri(text);
+  if (!url || url->scheme() != "nats" || url->encoded_host().empty() || url->encoded_path().size() > 1) {
+    throw std::invalid_argument("--nats takes nats://[USER:PASSWORD@]HOST[:PORT]");
+  }
+  return text;
+}
+
+std::string fleetName(const std::string& text) {
+  boost::system::error_code error;
+  const std::string name = text.empty() ? nameFrom(boost::asio::ip::host_name(error)) : text;
+  if (!isName(name)) throw std::invalid_argument("--name takes 1 to 64 letters, digits, _ or -, not '" + text + "'");
+  return name;
 }
 
 }  // namespace corvalux::gateway
