@@ -115,6 +115,8 @@ void addLimits(CLI::App& app, Settings& settings) {
 
 void addFleet(CLI::App& app, Settings& settings) {
   app.add_option("--nats", settings.fleet.url, "Share devices with the gateways on this NATS server")->type_name("URL");
+  app.add_option("--nats-password-file", settings.fleet.passwordFile, "File with the password of that URL's user")
+      ->type_name("FILE");
   app.add_option("--name", settings.fleet.name, "This gateway's name there; made from the host's if it is not given")
       ->type_name("NAME");
   addNumber(app, "--max-fleet-devices", settings.fleet.devices, "Devices of other gateways", 1, 100'000);
@@ -128,7 +130,7 @@ void addMetrics(CLI::App& app, Settings& settings, Texts& texts) {
 void placeFleet(FleetSettings& fleet) {
   fleet.name = fleetName(fleet.name);
   if (fleet.url.empty()) return;
-  fleet.url = natsUrl(fleet.url);
+  fleet.url = natsUrl(fleet.url, fleet.passwordFile);
   if (!fleetIsBuilt()) throw std::invalid_argument("--nats: this build has no fleet, since libnats was not there");
 }
 
