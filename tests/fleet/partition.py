@@ -10,37 +10,75 @@ from harness import check, device, folder, wait_for
 from machines import machines, start_server
 from watch import SOON, Watch, start_gateway, states
 
+LONG = 8  # seconds, after which the servers have noticed
 
-def main(place, two, ends):
-    (first, second), shared = two, f"shared=unix:{place}/shared"
-    for name in ("left", "right", "shared"):
-        ends.enter_context(device(f"unix:{place}/{name}"))
-    for machine, other in ((first, second), (second, first)):
-        ends.enter_context(start_server(place, machine, [other]))
-    left = ends.enter_context(start_gateway(place, first, f"left=unix:{place}/left", shared))
-    right = ends.enter_context(start_gateway(place, second, f"right=unix:{place}/right", shared))
-    everything = dict.fromkeys(("left", "right", "shared"), "live")
-    for gateway in (left, right):
-        wait_for(lambda at=gateway: states(at) == everything, "each machine serves all devices", SOON)
-    watches = {(side, name): Watch(gateway, name) for side, gateway in (("left", left), ("right", right)) for name in everything}
+EVERYTHING = dict.fromkeys(("left", "right", "shared"), "live")
 
-    second.cut()
-    wait_for(lambda: states(left) == everything | {"right": "lost"}, "what was cut off is lost on the left", SOON)
-    wait_for(lambda: states(right) == everything | {"left": "lost"}, "and on the right", SOON)
-    for own in (("left", "left"), ("left", "shared"), ("right", "right"), ("right", "shared")):
-        watches[own].goes_on(f"{own[1]} goes on at the {own[0]}")
-        check(watches[own].gap < 2, f"without a gap: {watches[own].gap:.2f} s")
 
-    second.heal()
+class Halves:
+    """Two machines with a gateway each, and viewers of all devices at both."""
+
+    def __init__(self, place, two, ends):
+        (first, second), shared = two, f"shared=unix:{place}/shared"
+        for name in EVERYTHING:
+            ends.enter_context(device(f"unix:{place}/{name}"))
+        for machine, other in ((first, second), (second, first)):
+            ends.enter_context(start_server(place, machine, [other]))
+        self.gateways = {"left": ends.enter_context(start_gateway(place, first, f"left=unix:{place}/left", shared)),
+                         "right": ends.enter_context(start_gateway(place, second, f"right=unix:{place}/right", shared))}
+        self.serve_everything("each machine serves all devices")
+        self.watches = {(side, name): Watch(gateway, name) for side, gateway in self.gateways.items() for name in EVERYTHING}
+        self.line = second
+
+    def serve_everything(self, what):
+        for gateway in self.gateways.values():
+            wait_for(lambda at=gateway: states(at) == EVERYTHING, what, SOON)
+
+    def lose_the_other(self):
+        for side, other in (("left", "right"), ("right", "left")):
+            wait_for(lambda at=side, lost=other: states(self.gateways[at]) == EVERYTHING | {lost: "lost"},
+                     f"what was cut off is lost on the {side}", SOON)
+
+    def own_devices_go_on(self):
+        for side in self.gateways:
+            for name in (side, "shared"):
+                self.watches[side, name].goes_on(f"{name} goes on at the {side}")
+                check(self.watches[side, name].gap < 2, f"without a gap: {self.watches[side, name].gap:.2f} s")
+
+    def everything_is_fresh(self):
+        for (side, name), watch in self.watches.items():
+            watch.goes_on(f"{name} goes on at the {side}")
+        for name in EVERYTHING:
+            left, right = (self.watches[side, name] for side in self.gateways)
+            wait_for(lambda a=left, b=right: abs(a.newest - b.newest) < 15, f"both sides show the same of {name}")
+
+
+def a_long_cut(halves):
+    halves.line.cut()
     begin = time.monotonic()
-    for gateway in (left, right):
-        wait_for(lambda at=gateway: states(at) == everything, "each machine serves all devices again", SOON)
-    print(f"ROW | after a cut all states are right in {time.monotonic() - begin:.1f} s")
-    for (side, name), watch in watches.items():
-        watch.goes_on(f"{name} goes on at the {side}")
+    halves.lose_the_other()
+    print(f"ROW | what was cut off is lost everywhere after {time.monotonic() - begin:.1f} s")
+    halves.own_devices_go_on()
+    time.sleep(max(0, begin + LONG - time.monotonic()))
+    halves.line.heal()
+    begin = time.monotonic()
+    halves.serve_everything("each machine serves all devices again")
+    print(f"ROW | joined again, all states are right after {time.monotonic() - begin:.1f} s")
+    halves.everything_is_fresh()
+
+
+def a_short_cut(halves):
+    """The servers do not notice it, and send what they still have."""
+    halves.line.cut()
+    halves.lose_the_other()
+    halves.line.heal()
+    halves.serve_everything("each machine serves all devices again, before the servers noticed")
+    halves.everything_is_fresh()
 
 
 if os.geteuid() != 0:
     sys.exit(77)  # skipped: networks are root's
 with folder() as work, machines(2) as made, contextlib.ExitStack() as stack:
-    main(Path(work), made, stack)
+    both = Halves(Path(work), made, stack)
+    a_long_cut(both)
+    a_short_cut(both)
