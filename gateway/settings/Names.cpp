@@ -21,7 +21,8 @@ namespace {
 std::string firstLineOf(const std::string& file) {
   std::ifstream stream(file);
   std::string line;
-  if (!std::getline(stream, line) || line.empty()) throw std::invalid_argument("there is no password in '" + file + "'");
+  if (!std::getline(stream, line) || line.empty())
+    throw std::invalid_argument("there is no password in '" + file + "'");
   return line;
 }
 
