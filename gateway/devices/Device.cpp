@@ -89,7 +89,6 @@ void Device::Take(Source& source, const ConnectionState& connection, Clock::time
       return;
     case ConnectionState::Phase::connected: source.connected = now; break;
     default:
-      if (&source == &own && own.connected) ownLost = now;
       source.connected.reset();
       source.reason = (connection.hadConnection ? "connection lost: " : "cannot be reached: ") + connection.reason;
   }
@@ -118,6 +117,7 @@ void Device::Take(client::Message message) {
   if (!message.valid) return;
   const Stream stream = message.stream;
   const auto arrived = message.arrival.steady;
+  if (present == &own) ownHeard = arrived;
   picture.Take(std::move(message));
   if (stream != Stream::changes) {
     pulses.at(indexOf(stream)).Beat(arrived);
@@ -134,7 +134,7 @@ void Device::Fill(Stream stream, std::vector<AgedEntry> entries, const Newer& ne
     for (AgedEntry& each : entries) message.entries.push_back(std::move(each.entry));
     picture.Take(std::move(message));
   } else {
-    const auto than = ownLost ? std::max(newer.than, *ownLost + lag) : newer.than;
+    const auto than = ownHeard ? std::max(newer.than, *ownHeard) : newer.than;
     const bool any = picture.Fill(std::move(entries), [&](const AgedEntry& each, const Change* known) {
       if (!known) return true;
       return !own.connected && each.arrival.steady > than && known->sequence <= newer.sequence;

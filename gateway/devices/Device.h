@@ -70,8 +70,6 @@ class Device {
   using Clock = std::chrono::steady_clock;
 
   static constexpr std::chrono::seconds leastSilence{1};  ///< before a device can be stale
-  /// A device's ways to two gateways differ by less.
-  static constexpr std::chrono::seconds lag{1};
 
   /// Begins to connect, unless it is another gateway's.
   Device(DeviceAddress where, const DeviceSettings& settings, DeviceCalls calls, bool given = true);
@@ -159,7 +157,7 @@ class Device {
   DeviceState state = DeviceState::connecting;
   std::string reason;
   std::chrono::system_clock::time_point since = std::chrono::system_clock::now();
-  std::optional<Clock::time_point> ownLost;  ///< when its own connection was lost last
+  std::optional<Clock::time_point> ownHeard;  ///< the newest message over its own connection
   uint64_t overtaken = 0;
   uint64_t tooLarge = 0;
   uint64_t tooMany = 0;

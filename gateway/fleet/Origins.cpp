@@ -4,13 +4,6 @@
 
 namespace corvalux::gateway {
 
-namespace {
-
-/// One device's way to two gateways differs by less.
-constexpr std::chrono::seconds lag{1};
-
-}  // namespace
-
 Origins::Answer Origins::Hear(const Origin& origin, Time now) {
   if (!Note(origin, now)) return Answer::ignored;
   if (followed == origin) {
@@ -18,7 +11,7 @@ Origins::Answer Origins::Hear(const Origin& origin, Time now) {
     return Answer::followed;
   }
   if (now < settled || (followed && !Silent(now, patience))) return Answer::ignored;
-  newerThan = heard ? *heard + lag : Time();
+  newerThan = heard.value_or(Time());
   followed = origin;
   heard = now;
   return Answer::changed;

@@ -36,7 +36,7 @@ class Origins {
 
   /// Nothing before the first, and after a release.
   const std::optional<Origin>& Followed() const { return followed; }
-  /// What the followed one learned later than this is newer than all that came before it.
+  /// The one before was heard last then: what the followed one learned later is newer than all that came from that.
   Time NewerThan() const { return newerThan; }
   /// Since when nobody who is followed has spoken.
   bool Silent(Time now, Milliseconds time) const { return !heard || now - *heard > time; }
