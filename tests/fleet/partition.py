@@ -27,7 +27,9 @@ class Halves:
         self.gateways = {"left": ends.enter_context(start_gateway(place, first, f"left=unix:{place}/left", shared)),
                          "right": ends.enter_context(start_gateway(place, second, f"right=unix:{place}/right", shared))}
         self.serve_everything("each machine serves all devices")
-        self.watches = {(side, name): Watch(gateway, name) for side, gateway in self.gateways.items() for name in EVERYTHING}
+        self.viewers = {(side, name): ends.enter_context(Watch(gateway, name))
+                        for side, gateway in self.gateways.items() for name in EVERYTHING}
+        self.everything_is_fresh()
         self.line = second
 
     def serve_everything(self, what):
@@ -42,18 +44,22 @@ class Halves:
     def own_devices_go_on(self):
         for side in self.gateways:
             for name in (side, "shared"):
-                self.watches[side, name].goes_on(f"{name} goes on at the {side}")
-                check(self.watches[side, name].gap < 2, f"without a gap: {self.watches[side, name].gap:.2f} s")
+                self.viewers[side, name].goes_on(f"{name} goes on at the {side}")
+                gap = self.viewers[side, name].silence()
+                check(gap < 2, f"without a gap: {gap:.2f} s")
 
     def everything_is_fresh(self):
-        for (side, name), watch in self.watches.items():
-            watch.goes_on(f"{name} goes on at the {side}")
+        for (side, name), viewer in self.viewers.items():
+            viewer.goes_on(f"{name} goes on at the {side}")
+            viewer.saw_nothing_older()
         for name in EVERYTHING:
-            left, right = (self.watches[side, name] for side in self.gateways)
-            wait_for(lambda a=left, b=right: abs(a.newest - b.newest) < 15, f"both sides show the same of {name}")
+            left, right = (self.viewers[side, name] for side in self.gateways)
+            wait_for(lambda a=left, b=right: abs(a.counter() - b.counter()) < 15, f"both sides show the same of {name}")
 
 
 def a_long_cut(halves):
+    for viewer in halves.viewers.values():
+        viewer.silence()
     halves.line.cut()
     begin = time.monotonic()
     halves.lose_the_other()
