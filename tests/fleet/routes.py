@@ -25,6 +25,17 @@ def passes(source, target):
         return hearer.messages != []
 
 
+def joins(fleet, port, server, routes, longer):
+    """A machine that the one with this server does not name; then that one does."""
+    (new,) = free_ports(1)
+    with Server(fleet.folder / "new", new, routes):
+        check(passes(port, new) and passes(new, port), "a new machine is connected since it names another one")
+        (fleet.folder / "a/routes.conf").write_text(longer)
+        server.process.send_signal(signal.SIGHUP)
+        server.wait_for("takes a longer list of routes", "errors", "Reloaded server configuration")
+        check(passes(port, new) and passes(new, port), "and stays connected")
+
+
 def stays_out(fleet, known, name, routes):
     """A machine with these routes to the server that is known: what is published there does not reach it."""
     (port, server), (strange,) = known, free_ports(1)
@@ -50,6 +61,8 @@ def main(folder):
             killed.end(signal.SIGKILL)
         with Server(folder / "b", second, there):
             check(passes(first, second) and passes(second, first), "and again after one was killed and came back")
+        joins(fleet, first, server, fleet.routes("new", other, [first_route]), here.replace(
+            f'"nats-route://{second_route}"', f'"nats-route://{second_route}", "nats-route://{other}"'))
         alone = fleet.routes("alone", other, [first_route]).split("  tls {")[0] + "}"
         stays_out(fleet, (first, server), "without TLS", alone)
         stays_out(fleet, (first, server), "of another authority", fleet.routes("odd", other, [first_route], "stranger"))
