@@ -1,5 +1,5 @@
-"""demo.py BUILD: `scripts/demo --fleet` shows a fleet whose gateways each serve all devices, goes on when one of them is killed,
-starts a killed server again, and leaves nothing running."""
+"""demo.py BUILD: `scripts/demo --fleet` shows a fleet whose gateways each serve all devices, goes on when one of them is
+killed, starts a killed server again, and leaves nothing running."""
 import json
 import os
 import pathlib
