@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -52,10 +54,14 @@ class Fleets : public testing::Test {
     while (!condition() && std::chrono::steady_clock::now() < end) loop.run_one_for(milliseconds(10));
     return condition();
   }
-  /// Lets the device send levels until then.
+  /// Lets the device send levels until then, at its usual pace.
   bool UntilSending(const std::function<bool()>& condition) {
+    auto next = std::chrono::steady_clock::now();
     return Until([&] {
-      device->SendLevel(Stream::fast, "level", ++level);
+      if (const auto now = std::chrono::steady_clock::now(); now >= next) {
+        device->SendLevel(Stream::fast, "level", ++level);
+        next = now + milliseconds(40);
+      }
       return condition();
     });
   }
