@@ -1,33 +1,15 @@
 #include "client/Feed.h"
 
-#include <pthread.h>
-
 #include <array>
-#include <csignal>
 #include <cstdio>
 #include <random>
 #include <utility>
 
+#include "client/BlockedSignals.h"
+
 namespace corvalux::client {
 
 namespace {
-
-/// Blocks all signals on the current thread for its lifetime: signals are for the program's own threads, and those that
-/// the library creates meanwhile inherit the mask.
-class BlockedSignals {
- public:
-  BlockedSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, &before);
-  }
-  ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
-  BlockedSignals(const BlockedSignals&) = delete;
-  BlockedSignals& operator=(const BlockedSignals&) = delete;
-
- private:
-  sigset_t before{};
-};
 
 const char* nameOf(::grpc::StatusCode code) {
   static constexpr std::array names = {

@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "gateway/fleet/Connection.h"
+
 namespace corvalux::gateway {
 
 namespace {
@@ -41,7 +43,8 @@ Gateway::Gateway(const Settings& settings, std::function<std::optional<Settings>
           loop, settings.http, [this](const Request& request) { return api.Handle(request); },
           [this](const std::string& reason, const std::string& address) {
             log.Warning("refused " + reason, "refused a client from " + address + ": " + reason);
-          }) {
+          }),
+      fleet(FleetOf(settings.fleet)) {
   raiseDescriptorLimit();
   std::signal(SIGPIPE, SIG_IGN);
   SayWhere();
@@ -70,6 +73,7 @@ void Gateway::AwaitSignal() {
     }
     manager.Stopping();
     log.Notice("ending");
+    if (fleet) fleet->Close();
     server.Close();
     watchdog.cancel();
     viewers.Close([this] { loop.stop(); });
@@ -92,6 +96,16 @@ void Gateway::Follow(const std::vector<DeviceAddress>& list) {
   log.Notice("following " + std::to_string(list.size()) + (list.size() == 1 ? " device" : " devices"));
 }
 
+std::unique_ptr<Fleet> Gateway::FleetOf(const FleetSettings& settings) {
+  if (settings.url.empty()) return nullptr;
+  const auto connect = [&settings](const std::string& inbox, std::function<void(const Incoming&)> take) {
+    return connectNats(settings, inbox, std::move(take));
+  };
+  return std::make_unique<Fleet>(
+      loop, devices, settings, connect,
+      [this](const std::string& topic, const std::string& text) { log.Warning(topic, text); });
+}
+
 void Gateway::ShowAlive() {
   const auto interval = manager.WatchdogInterval();
   if (!interval) return;
@@ -110,7 +124,8 @@ void Gateway::Report(const Device& device) {
 }
 
 ClientCounts Gateway::Counts() const {
-  return {server.Clients(), server.Readers(), api.Skipped(), viewers.Counts(), server.Refused()};
+  return {server.Clients(), server.Readers(), api.Skipped(),
+          viewers.Counts(), server.Refused(), fleet ? std::optional(fleet->Counts()) : std::nullopt};
 }
 
 }  // namespace corvalux::gateway

@@ -3,9 +3,11 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <memory>
 
 #include "gateway/api/Api.h"
 #include "gateway/devices/Devices.h"
+#include "gateway/fleet/Fleet.h"
 #include "gateway/http/HttpServer.h"
 #include "gateway/live/Viewers.h"
 #include "gateway/service/Log.h"
@@ -30,6 +32,7 @@ class Gateway {
   void AwaitSignal();
   void Reload();
   void Follow(const std::vector<DeviceAddress>& list);
+  std::unique_ptr<Fleet> FleetOf(const FleetSettings& settings);
   void ShowAlive();
   void Report(const Device& device);
   ClientCounts Counts() const;
@@ -45,6 +48,7 @@ class Gateway {
   const Files page;
   Api api;
   HttpServer server;
+  std::unique_ptr<Fleet> fleet;  ///< null without one
 };
 
 }  // namespace corvalux::gateway

@@ -17,7 +17,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                                                 WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_COMPONENTS_ALL module tools gateway dev)
+set(CPACK_COMPONENTS_ALL module tools gateway fleet dev)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
@@ -47,7 +47,7 @@ set(gateway_control conffiles postinst postrm prerm)
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME corvalux-gateway)
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "corvalux-grpc-tools, nginx-light")
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "corvalux-fleet, corvalux-grpc-tools, nginx-light")
 list(TRANSFORM gateway_control PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/gateway/" OUTPUT_VARIABLE
      CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA)
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -56,6 +56,19 @@ set(CPACK_DEBIAN_GATEWAY_DESCRIPTION
 A client of any number of devices that serves what they send to scripts, as
 JSON and server-sent events, and to monitoring, as metrics for Prometheus.
 Each device has one subscriber, however many are served.")
+
+set(fleet_control conffiles postinst postrm prerm)
+set(CPACK_DEBIAN_FLEET_PACKAGE_NAME corvalux-fleet)
+set(CPACK_DEBIAN_FLEET_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_FLEET_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_FLEET_PACKAGE_DEPENDS "corvalux-gateway (>= ${PROJECT_VERSION}), nats-server (>= 2.9.10), adduser")
+list(TRANSFORM fleet_control PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/fleet/" OUTPUT_VARIABLE
+     CPACK_DEBIAN_FLEET_PACKAGE_CONTROL_EXTRA)
+set(CPACK_DEBIAN_FLEET_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_FLEET_DESCRIPTION
+    "corvalux gateways of several machines as one fleet
+Configures a NATS server beside the gateway: each gateway publishes what its
+devices send, and serves the devices of all of them.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME corvalux-grpc-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION devel)

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <set>
 #include <utility>
@@ -183,6 +184,38 @@ void addClients(const ClientCounts& counts, MetricsText& text) {
   for (const auto& [reason, count] : counts.refused) text.Line({{"reason", reason}}, static_cast<double>(count));
 }
 
+void addFleet(const FleetCounts& fleet, MetricsText& text) {
+  const auto add = [&text](const char* name, const char* type, const char* help, uint64_t count) {
+    text.Head(name, type, help);
+    text.Line({}, static_cast<double>(count));
+  };
+  const auto addEach = [&text](const char* name, const char* help,
+                               std::initializer_list<std::pair<const char*, uint64_t>> counts) {
+    text.Head(name, "counter", help);
+    for (const auto& [reason, count] : counts) text.Line({{"reason", reason}}, static_cast<double>(count));
+  };
+  add("corvalux_fleet_connected", "gauge", "Whether there is a connection to the NATS server.",
+      fleet.connected ? 1 : 0);
+  add("corvalux_fleet_speaking", "gauge", "Devices that this gateway publishes.", fleet.speaking);
+  add("corvalux_fleet_remote", "gauge", "Devices that only other gateways have.", fleet.remote);
+  const PublishedCounts& out = fleet.published;
+  add("corvalux_fleet_published_total", "counter", "Messages published.", out.messages);
+  add("corvalux_fleet_published_bytes_total", "counter", "Their bytes, without headers.", out.bytes);
+  addEach(
+      "corvalux_fleet_unpublished_total", "Messages that were not published.",
+      {{"overtaken", out.overtaken}, {"disconnected", out.disconnected}, {"old", out.old}, {"large", out.tooLarge}});
+  const ReceivedCounts& in = fleet.received;
+  add("corvalux_fleet_received_total", "counter", "Messages of devices that counted.", in.messages);
+  addEach("corvalux_fleet_ignored_total", "Messages that were dropped.",
+          {{"bad", in.bad},
+           {"late", in.late},
+           {"repeated", in.repeated},
+           {"limit", in.tooMany},
+           {"overrun", fleet.overrun}});
+  add("corvalux_fleet_switches_total", "counter", "Changes of the gateway that speaks for a device.", in.switches);
+  add("corvalux_fleet_pictures_total", "counter", "Pictures of devices, answered and taken.", fleet.pictures);
+}
+
 }  // namespace
 
 std::string metricsOf(const Devices& devices, const ClientCounts& counts, Clock::time_point now,
@@ -191,6 +224,7 @@ std::string metricsOf(const Devices& devices, const ClientCounts& counts, Clock:
   addStates(devices, text);
   addStreams(devices, text, now);
   addClients(counts, text);
+  if (counts.fleet) addFleet(*counts.fleet, text);
   addLevels(devices, text, now);
   text.Head("corvalux_value", "gauge", "The newest value of a key.");
   addValues(devices, text, false, bytesLimit);

@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "gateway/devices/Devices.h"
+#include "gateway/fleet/FleetCounts.h"
 #include "gateway/live/LiveCounts.h"
 
 namespace corvalux::gateway {
@@ -18,6 +20,7 @@ struct ClientCounts {
   uint64_t skipped = 0;     ///< frames that slow readers did not get
   LiveCounts live;
   std::map<std::string, uint64_t> refused;  ///< by reason
+  std::optional<FleetCounts> fleet;         ///< nothing without one
 };
 
 /// All devices and clients in Prometheus' text format. Of keys that repeat within a message only the first is there,

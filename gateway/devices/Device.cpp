@@ -47,46 +47,69 @@ Device::Clock::duration Device::Pulse::Patience() const {
   return std::max<Clock::duration>(leastSilence, 3 * period.value_or(Clock::duration::zero()));
 }
 
-Device::Device(DeviceAddress given, const DeviceSettings& settings, DeviceCalls callbacks)
-    : where(std::move(given)),
+Device::Device(DeviceAddress address, const DeviceSettings& settings, DeviceCalls callbacks, bool given)
+    : where(std::move(address)),
       calls(std::move(callbacks)),
       picture(settings.limits),
       levels(settings.levels, settings.levelWindow),
       peaks(Patterns({"**/peak"})),
       clips(Patterns({"**/clips"})),
-      inbox(settings.limits, calls.wake),
-      feed(feedSettings(where, settings), inbox) {}
+      own{std::make_shared<Inbox>(settings.limits, calls.wake), {}, {}},
+      fleet{std::make_shared<Inbox>(settings.limits, calls.wake), {}, {}},
+      present(given ? &own : &fleet) {
+  if (given) feed.emplace(feedSettings(where, settings), *own.inbox);
+}
 
 Device::~Device() {
   Notify([](Watcher& watcher) { watcher.OnGone(); });
 }
 
 void Device::Collect(Clock::time_point now) {
-  Arrivals arrivals = inbox.Collect();
+  Collect(own, now);
+  Collect(fleet, now);
+}
+
+/// What comes from the source that is not the present one does not count.
+void Device::Collect(Source& source, Clock::time_point now) {
+  Arrivals arrivals = source.inbox->Collect();
+  for (const ConnectionState& connection : arrivals.states) Take(source, connection, now);
+  if (&source != present) return;
   overtaken += arrivals.overtaken;
   tooLarge += arrivals.tooLarge;
   tooMany += arrivals.tooMany;
-  for (const ConnectionState& connection : arrivals.states) Take(connection, now);
   for (const Stream stream : client::allStreams) {
     for (client::Message& message : arrivals.messages.at(indexOf(stream))) Take(std::move(message));
   }
 }
 
-void Device::Take(const ConnectionState& connection, Clock::time_point now) {
+void Device::Take(Source& source, const ConnectionState& connection, Clock::time_point now) {
   switch (connection.phase) {
     case ConnectionState::Phase::connecting:
-      for (auto& each : statistics) each.Interrupt();
-      for (auto& each : pulses) each.newest.reset();
-      break;
-    case ConnectionState::Phase::connected:
-      connected = now;
-      Enter(DeviceState::connecting, "connected, waiting for meters");
-      break;
+      if (&source == present) Interrupt();
+      return;
+    case ConnectionState::Phase::connected: source.connected = now; break;
     default:
-      connected.reset();
-      Enter(DeviceState::lost, connection.hadConnection ? "connection lost: " + connection.reason
-                                                        : "cannot be reached: " + connection.reason);
+      source.connected.reset();
+      source.reason = (connection.hadConnection ? "connection lost: " : "cannot be reached: ") + connection.reason;
   }
+  Choose(source);
+}
+
+/// Its own connection comes first.
+void Device::Choose(const Source& changed) {
+  Source& next = !feed || (!own.connected && fleet.connected) ? fleet : own;
+  if (&next == present && &next != &changed) return;
+  if (std::exchange(present, &next) != &next) Interrupt();
+  if (next.connected) {
+    Enter(DeviceState::connecting, "connected, waiting for meters");
+  } else {
+    Enter(DeviceState::lost, next.reason);
+  }
+}
+
+void Device::Interrupt() {
+  for (auto& each : statistics) each.Interrupt();
+  for (auto& each : pulses) each.newest.reset();
 }
 
 void Device::Take(client::Message message) {
@@ -94,13 +117,37 @@ void Device::Take(client::Message message) {
   if (!message.valid) return;
   const Stream stream = message.stream;
   const auto arrived = message.arrival.steady;
+  if (present == &own) ownHeard = arrived;
   picture.Take(std::move(message));
   if (stream != Stream::changes) {
     pulses.at(indexOf(stream)).Beat(arrived);
     levels.Take(*picture.Newest(stream));
-    if (connected && !Silence(arrived)) Enter(DeviceState::live, "");
+    if (present->connected && !Silence(arrived)) Enter(DeviceState::live, "");
   }
   Notify([stream](Watcher& watcher) { watcher.OnMessage(stream); });
+}
+
+void Device::Fill(Stream stream, std::vector<AgedEntry> entries, const Newer& newer) {
+  if (stream != Stream::changes) {
+    if (picture.Newest(stream) || entries.empty()) return;
+    client::Message message{stream, entries.front().arrival, {}, true, {}, 0};
+    for (AgedEntry& each : entries) message.entries.push_back(std::move(each.entry));
+    picture.Take(std::move(message));
+  } else {
+    const auto than = ownHeard ? std::max(newer.than, *ownHeard) : newer.than;
+    const bool any = picture.Fill(std::move(entries), [&](const AgedEntry& each, const Change* known) {
+      if (!known) return true;
+      return !own.connected && each.arrival.steady > than && known->sequence <= newer.sequence;
+    });
+    if (!any) return;
+  }
+  Notify([stream](Watcher& watcher) { watcher.OnMessage(stream); });
+}
+
+void Device::SetAddress(const std::string& address) {
+  if (feed || where.address == address) return;
+  where.address = address;
+  Notify([](Watcher& watcher) { watcher.OnState(); });
 }
 
 /// Nothing while the meters come as they used to. A picture of which a part stands still must not look alive.
@@ -113,12 +160,12 @@ std::optional<std::string> Device::Silence(Clock::time_point now) const {
     if (now - *pulse.newest <= pulse.Patience()) continue;
     return std::string("no ") + client::nameOf(stream) + " meters for more than " + secondsText(pulse.Patience());
   }
-  if (any || now - *connected <= leastSilence) return std::nullopt;
+  if (any || now - *present->connected <= leastSilence) return std::nullopt;
   return "connected, but no meters have come";
 }
 
 void Device::CheckSilence(Clock::time_point now) {
-  if (!connected || state == DeviceState::stale) return;
+  if (!present->connected || state == DeviceState::stale) return;
   if (const auto silence = Silence(now)) Enter(DeviceState::stale, *silence);
 }
 

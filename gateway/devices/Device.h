@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "client/Feed.h"
 #include "client/StreamStatistics.h"
@@ -61,16 +62,17 @@ struct DeviceCalls {
   std::function<void(const Device&)> entered = [](const Device&) {};  ///< on the loop's, with each new state or reason
 };
 
-/// A device that the gateway follows: its connection, its present values, and who watches it.
-/// Threads: the loop's. Destroying it waits until gRPC has left it, which takes no longer than a call of Inbox.
+/// A device that the gateway follows: where its values come from, its present values, and who watches it. They come
+/// from its own connection, or, while it has none, from other gateways. Threads: the loop's. Destroying it waits until
+/// gRPC has left it, which takes no longer than a call of Inbox.
 class Device {
  public:
   using Clock = std::chrono::steady_clock;
 
   static constexpr std::chrono::seconds leastSilence{1};  ///< before a device can be stale
 
-  /// Begins to connect.
-  Device(DeviceAddress where, const DeviceSettings& settings, DeviceCalls calls);
+  /// Begins to connect, unless it is another gateway's.
+  Device(DeviceAddress where, const DeviceSettings& settings, DeviceCalls calls, bool given = true);
   ~Device();
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
@@ -79,6 +81,24 @@ class Device {
   void Collect(Clock::time_point now);
   /// Looks whether the device has fallen silent.
   void CheckSilence(Clock::time_point now);
+
+  /// Where other gateways' messages of this device go to; shared with who leaves them there.
+  std::shared_ptr<client::Listener> FromFleet() const { return fleet.inbox; }
+  /// Values that another gateway has: streams of meters that are unknown, changes of keys that are unknown, and those
+  /// that are `newer`: learned after the first time there, while the present sequence was the second at most.
+  struct Newer {
+    Clock::time_point than;
+    uint64_t sequence = 0;
+  };
+  void Fill(client::Stream stream, std::vector<AgedEntry> entries, const Newer& newer);
+  /// This gateway has the address, and a connection of its own while it can.
+  bool Given() const { return feed.has_value(); }
+  /// Over its own connection.
+  bool Connected() const { return own.connected.has_value(); }
+  /// Why it is not.
+  const std::string& WhyNot() const { return own.reason; }
+  /// Of one that is another gateway's.
+  void SetAddress(const std::string& address);
 
   void Add(Watcher& watcher) { watchers.insert(&watcher); }
   void Remove(Watcher& watcher) { watchers.erase(&watcher); }
@@ -109,14 +129,24 @@ class Device {
     Clock::duration Patience() const;
   };
 
-  void Take(const client::ConnectionState& connection, Clock::time_point now);
+  /// Where values come from.
+  struct Source {
+    std::shared_ptr<Inbox> inbox;
+    std::optional<Clock::time_point> connected;  ///< since when; nothing while it is not
+    std::string reason;                          ///< why it is not
+  };
+
+  void Collect(Source& source, Clock::time_point now);
+  void Take(Source& source, const client::ConnectionState& connection, Clock::time_point now);
+  void Choose(const Source& changed);
+  void Interrupt();
   void Take(client::Message message);
   void Enter(DeviceState next, const std::string& why);
   std::optional<std::string> Silence(Clock::time_point now) const;
   template <typename Call>
   void Notify(const Call& call);
 
-  const DeviceAddress where;
+  DeviceAddress where;
   const DeviceCalls calls;
   Picture picture;
   LevelWindow levels;
@@ -127,13 +157,15 @@ class Device {
   DeviceState state = DeviceState::connecting;
   std::string reason;
   std::chrono::system_clock::time_point since = std::chrono::system_clock::now();
-  std::optional<Clock::time_point> connected;  ///< since when; nothing while it is not
+  std::optional<Clock::time_point> ownHeard;  ///< the newest message over its own connection
   uint64_t overtaken = 0;
   uint64_t tooLarge = 0;
   uint64_t tooMany = 0;
   std::set<Watcher*> watchers;
-  Inbox inbox;
-  client::Feed feed;  ///< last, so that it ends first
+  Source own;
+  Source fleet;
+  Source* present;
+  std::optional<client::Feed> feed;  ///< last, so that it ends first
 };
 
 }  // namespace corvalux::gateway

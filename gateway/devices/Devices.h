@@ -19,15 +19,19 @@ class Devices {
   /// `entered` is called when a device enters a state.
   Devices(boost::asio::io_context& loop, DeviceSettings settings, std::function<void(const Device&)> entered);
 
-  /// Follows these and no others. Those that stay keep their connections and values.
+  /// Has connections to these and no others. Those that stay keep their connections and values.
   void Follow(const std::vector<DeviceAddress>& list);
+
+  /// One that other gateways have, unless there is one of this name.
+  void Join(const DeviceAddress& where);
+  void Leave(const std::string& name) { devices.erase(name); }
 
   const std::map<std::string, std::shared_ptr<Device>>& All() const { return devices; }
   /// Null for an unknown name.
   Device* Find(const std::string& name) const;
 
  private:
-  void Begin(const DeviceAddress& where);
+  void Begin(const DeviceAddress& where, bool given);
   void CheckLater();
 
   boost::asio::io_context& loop;

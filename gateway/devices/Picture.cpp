@@ -82,6 +82,19 @@ void Picture::TakeChanges(client::Message message) {
   newestChanges = all ? std::make_shared<const std::string>(std::move(message.bytes)) : nullptr;
 }
 
+bool Picture::Fill(std::vector<AgedEntry> entries,
+                   const std::function<bool(const AgedEntry&, const Change* known)>& wanted) {
+  std::erase_if(entries, [&](const AgedEntry& each) {
+    const auto known = places.find(each.entry.key);
+    return each.entry.key.size() > limits.keyBytes || !wanted(each, known == places.end() ? nullptr : &*known->second);
+  });
+  if (entries.empty()) return false;
+  ++changed;
+  for (AgedEntry& each : entries) TakeChange(std::move(each.entry), each.arrival);
+  newestChanges = nullptr;
+  return true;
+}
+
 /// Whether there was room for it.
 bool Picture::TakeChange(Entry entry, const client::Arrival& arrival) {
   const auto known = places.find(entry.key);

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -35,6 +36,12 @@ struct Change {
   client::Arrival arrival;
 };
 
+/// A value that another gateway had.
+struct AgedEntry {
+  client::Entry entry;
+  client::Arrival arrival;
+};
+
 /// The present values of a device: the newest frame of each meter stream, and the newest value of each key that has
 /// changed since the gateway knows the device.
 /// Threads: one at a time.
@@ -44,6 +51,10 @@ class Picture {
 
   /// Of a valid message. Entries beyond a limit are dropped and counted.
   void Take(client::Message message);
+
+  /// Changes that came before this, oldest first: those that the predicate wants, given what is known of the key or
+  /// null. As one message; says whether there was any.
+  bool Fill(std::vector<AgedEntry> entries, const std::function<bool(const AgedEntry&, const Change* known)>& wanted);
 
   /// Null before the first.
   std::shared_ptr<const Frame> Newest(client::Stream meters) const { return frames.at(indexOf(meters)); }

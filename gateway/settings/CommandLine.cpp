@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "gateway/fleet/Connection.h"
 #include "gateway/settings/DeviceList.h"
 #include "gateway/settings/Names.h"
 #include "gateway/settings/OptionsFile.h"
@@ -117,9 +118,25 @@ void addLimits(CLI::App& app, Settings& settings) {
   addNumber(app, "--max-key", settings.device.limits.keyBytes, "Bytes of a key", 1, 1'048'576);
 }
 
+void addFleet(CLI::App& app, Settings& settings) {
+  app.add_option("--nats", settings.fleet.url, "Share devices with the gateways on this NATS server")->type_name("URL");
+  app.add_option("--nats-password-file", settings.fleet.passwordFile, "File with the password of that URL's user")
+      ->type_name("FILE");
+  app.add_option("--name", settings.fleet.name, "This gateway's name there; made from the host's if it is not given")
+      ->type_name("NAME");
+  addNumber(app, "--max-fleet-devices", settings.fleet.devices, "Devices of other gateways", 1, 100'000);
+}
+
 void addMetrics(CLI::App& app, Settings& settings, Texts& texts) {
   addTexts(app, "--levels", texts.levels, "PATTERN", "Keys whose least and greatest level the metrics have");
   addSeconds(app, "--level-window", settings.device.levelWindow, "Seconds that these are of", 3'600);
+}
+
+void placeFleet(FleetSettings& fleet) {
+  fleet.name = fleetName(fleet.name);
+  if (fleet.url.empty()) return;
+  fleet.url = natsUrl(fleet.url, fleet.passwordFile);
+  if (!fleetIsBuilt()) throw std::invalid_argument("--nats: this build has no fleet, since libnats was not there");
 }
 
 void place(const Texts& texts, Settings& settings) {
@@ -133,6 +150,7 @@ void place(const Texts& texts, Settings& settings) {
   settings.live.rate = settings.api.hz;
   settings.live.unsentBytes = settings.http.unsentBytes;
   settings.live.helloTime = settings.http.headerTime;
+  placeFleet(settings.fleet);
   settings.live.patience = settings.http.stallTime;
 }
 
@@ -147,6 +165,7 @@ std::optional<Settings> readSettings(int argc, const char* const* argv) {
   app.get_formatter()->column_width(36);
   app.allow_config_extras(CLI::config_extras_mode::error);
   addMain(app, settings, texts);
+  addFleet(app, settings);
   addWho(app, texts);
   addMetrics(app, settings, texts);
   addLimits(app, settings);

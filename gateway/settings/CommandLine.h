@@ -7,6 +7,7 @@
 
 #include "gateway/api/Api.h"
 #include "gateway/devices/Device.h"
+#include "gateway/fleet/FleetSettings.h"
 #include "gateway/http/HttpServer.h"
 
 namespace corvalux::gateway {
@@ -18,6 +19,7 @@ struct Settings {
   HttpSettings http;
   ApiLimits api;
   LiveLimits live;
+  FleetSettings fleet;
   std::string page;  ///< a folder; empty: the installed one, if there is one
   bool checkOnly = false;
 };

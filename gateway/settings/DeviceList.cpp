@@ -18,10 +18,6 @@ bool mayBeInName(char letter) {
          letter == '_' || letter == '-';
 }
 
-bool isName(const std::string& text) {
-  return !text.empty() && text.size() <= longestName && std::all_of(text.begin(), text.end(), mayBeInName);
-}
-
 /// An address may contain `=` too, but only behind what no name has.
 DeviceAddress parse(const std::string& text) {
   const auto equals = text.find('=');
@@ -35,14 +31,6 @@ DeviceAddress parse(const std::string& text) {
   return {name, client::withPort(address)};
 }
 
-std::string nameFrom(const std::string& address) {
-  std::string name = address;
-  std::replace_if(
-      name.begin(), name.end(), [](char letter) { return !mayBeInName(letter); }, '-');
-  const auto begin = std::min(name.find_first_not_of('-'), name.size() - 1);
-  return name.substr(begin, longestName);
-}
-
 std::string freeName(const std::string& wanted, const std::set<std::string>& names) {
   std::string name = wanted;
   for (int number = 2; names.contains(name); ++number) {
@@ -53,6 +41,18 @@ std::string freeName(const std::string& wanted, const std::set<std::string>& nam
 }
 
 }  // namespace
+
+bool isName(std::string_view text) {
+  return !text.empty() && text.size() <= longestName && std::all_of(text.begin(), text.end(), mayBeInName);
+}
+
+std::string nameFrom(const std::string& text) {
+  std::string name = text.empty() ? "-" : text;
+  std::replace_if(
+      name.begin(), name.end(), [](char letter) { return !mayBeInName(letter); }, '-');
+  const auto begin = std::min(name.find_first_not_of('-'), name.size() - 1);
+  return name.substr(begin, longestName);
+}
 
 std::vector<DeviceAddress> deviceList(const std::vector<std::string>& texts) {
   std::vector<DeviceAddress> devices;

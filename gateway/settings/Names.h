@@ -12,5 +12,9 @@ std::string hostName(const std::string& text);
 std::string originName(const std::string& text);
 /// An address, or "unix".
 std::string proxyName(const std::string& text);
+/// Of a NATS server, without TLS; the password is the first line of the file, if there is one. Errors do not have it.
+std::string natsUrl(const std::string& text, const std::string& passwordFile);
+/// Of this gateway in its fleet; from the host's name if the text is empty.
+std::string fleetName(const std::string& text);
 
 }  // namespace corvalux::gateway

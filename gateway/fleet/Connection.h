@@ -1,0 +1,21 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "gateway/fleet/Bus.h"
+#include "gateway/fleet/FleetSettings.h"
+
+namespace corvalux::gateway {
+
+/// Whether this build can take part in a fleet.
+bool fleetIsBuilt();
+
+/// A connection to a NATS server, which comes and comes back by itself. `take` gets all that comes of devices, and on
+/// subjects below `inbox`, on threads of the connection; it must outlive this. Throws std::runtime_error with a
+/// sentence.
+std::unique_ptr<Bus> connectNats(const FleetSettings& settings, const std::string& inbox,
+                                 std::function<void(const Incoming&)> take);
+
+}  // namespace corvalux::gateway
