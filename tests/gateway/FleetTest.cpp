@@ -34,7 +34,7 @@ class Fleets : public testing::Test {
     One(Fleets& fleets, const std::string& name)
         : devices(fleets.loop, DeviceSettings(), [](const Device&) {}),
           fleet(
-              fleets.loop, devices, {"", name, 10},
+              fleets.loop, devices, {.url = "", .passwordFile = "", .name = name, .devices = 10},
               [&](const std::string& inbox, std::function<void(const Incoming&)> take) {
                 return fleets.hub.Connect(inbox, std::move(take));
               },
