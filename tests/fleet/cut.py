@@ -1,13 +1,15 @@
-"""A machine of three is cut off without a word: both sides notice, the others go on, and when it is back it gets what is new
-and nothing of what was published meanwhile."""
+"""A machine of three is cut off without a word: both sides notice, the others go on, also with the messages of 200 devices, and
+when it is back it gets what is new and nothing of what was published meanwhile."""
 import os
 import pathlib
 import sys
 import tempfile
+import threading
 import time
 
 from machines import machines, start_server
 from programs import PATIENCE, check
+from traffic import DEVICES, Friend, publish
 
 SUBJECT = "corvalux.v1.desk.fast"
 
@@ -37,6 +39,16 @@ class Traffic:
         return [int(text) for _, text in self.hearers[place].messages]
 
 
+def nobody_waits(source, others, machine):
+    """For one that is cut off while much is published."""
+    friends = [Friend(other) for other in others]
+    threading.Timer(1, machine.cut).start()
+    publish(source)
+    for friend in friends:
+        print(f"ROW | {DEVICES} devices, a machine is cut off: gap of others | {friend.gap:.2f} s")
+        check(friend.gap < 0.5 and friend.has_all(), "nobody waits for it, nor misses anything")
+
+
 def main(folder, three):
     first, second, third = three
     with start_server(folder, first, [second, third]) as here, start_server(folder, second, [first, third]) as there, \
@@ -58,6 +70,8 @@ def main(folder, three):
         second.heal()
         traffic.until(lambda: traffic.heard(0), "the lost machine hears again")
         check(traffic.heard(0)[0] > healed, "nothing that was published while it was away")
+        with first.listener() as near, third.listener() as far:
+            nobody_waits(source, [near, far], second)
 
 
 if os.geteuid() != 0:
