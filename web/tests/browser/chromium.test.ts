@@ -183,9 +183,12 @@ test('a paused picture stands still and says so', async () => {
   await page.tab.keyboard.press('Space');
   await page.isInState('paused');
   await until('no colour is left', async () => (await page.colours()) === 0);
-  const picture = await page.picture();
-  await stand.line.octetsWithin(500);
-  assert.ok((await page.picture()) === picture);
+  let picture = '';
+  await until('it stands still', async () => {
+    picture = await page.picture();
+    await stand.line.octetsWithin(500);
+    return (await page.picture()) === picture;
+  });
   await page.tab.keyboard.press('Space');
   await page.isInState('live');
   await until('it moves', async () => (await page.picture()) !== picture);
