@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -98,12 +99,15 @@ void Gateway::Follow(const std::vector<DeviceAddress>& list) {
 
 std::unique_ptr<Fleet> Gateway::FleetOf(const FleetSettings& settings) {
   if (settings.url.empty()) return nullptr;
-  const auto connect = [&settings](const std::string& inbox, std::function<void(const Incoming&)> take) {
-    return connectNats(settings, inbox, std::move(take));
-  };
-  return std::make_unique<Fleet>(
-      loop, devices, settings, connect,
-      [this](const std::string& topic, const std::string& text) { log.Warning(topic, text); });
+  if constexpr (CORVALUX_FLEET) {
+    const auto connect = [&settings](const std::string& inbox, std::function<void(const Incoming&)> take) {
+      return connectNats(settings, inbox, std::move(take));
+    };
+    return std::make_unique<Fleet>(
+        loop, devices, settings, connect,
+        [this](const std::string& topic, const std::string& text) { log.Warning(topic, text); });
+  }
+  throw std::logic_error("this build has no fleet");
 }
 
 void Gateway::ShowAlive() {

@@ -209,8 +209,6 @@ std::string NatsConnection::Reason() const {
 
 }  // namespace
 
-bool fleetIsBuilt() { return true; }
-
 std::unique_ptr<Bus> connectNats(const FleetSettings& settings, const std::string& inbox,
                                  std::function<void(const Incoming&)> take) {
   return std::make_unique<NatsConnection>(settings, inbox, std::move(take));

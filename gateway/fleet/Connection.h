@@ -9,9 +9,6 @@
 
 namespace corvalux::gateway {
 
-/// Whether this build can take part in a fleet.
-bool fleetIsBuilt();
-
 /// A connection to a NATS server, which comes and comes back by itself. `take` gets all that comes of devices, and on
 /// subjects below `inbox`, on threads of the connection; it must outlive this. Throws std::runtime_error with a
 /// sentence.

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 namespace corvalux::gateway {
 
@@ -13,7 +13,8 @@ struct Origin {
   uint64_t start = 0;  ///< random at each start; of two that speak for a device the lower one goes on
   std::string name;
 
-  auto operator<=>(const Origin&) const = default;
+  bool operator==(const Origin&) const = default;
+  bool operator<(const Origin& other) const { return std::tie(start, name) < std::tie(other.start, other.name); }
 };
 
 /// What stands beside a payload.

@@ -21,7 +21,7 @@ constexpr double answersPerSecond = 4;
 constexpr std::size_t mostEntries = 200'000;  ///< of a picture that is being fetched
 constexpr std::string_view inboxes = "_INBOX.";
 
-milliseconds upTo(milliseconds most, std::mt19937_64& random) {
+milliseconds randomTime(milliseconds most, std::mt19937_64& random) {
   return milliseconds(std::uniform_int_distribution<int64_t>(0, most.count())(random));
 }
 
@@ -44,7 +44,7 @@ Member::Member(const std::shared_ptr<Device>& device, FleetParts& parts)
       name(device->Where().name),
       given(device->Given()),
       parts(parts),
-      election(parts.self, upTo(Election::mostJitter, parts.random)),
+      election(parts.self, randomTime(Election::mostJitter, parts.random)),
       answers(answersPerSecond, answersPerSecond) {
   device->Add(*this);
   parts.receiver.Attach(name, device->FromFleet(), given);
@@ -129,10 +129,10 @@ void Member::PutRemade(uint64_t after) {
       std::find_if(changes.begin(), changes.end(), [after](const Change& each) { return each.sequence <= after; });
   auto octets = std::make_shared<std::string>();
   int number = 0;
-  const auto put = [&](uint64_t upTo) {
+  const auto put = [&](uint64_t last) {
     auto message = outgoing(std::exchange(octets, std::make_shared<std::string>()), changes.front().arrival.steady);
     message.progress = progress;
-    message.upTo = upTo;
+    message.upTo = last;
     Put(Topic::changes, std::move(message), number == 0 ? "" : "/" + std::to_string(number));
     ++number;
   };
@@ -204,7 +204,7 @@ void Member::Ask(const Receiver::View& view, Time now) {
   asked.wanted = view.pictures;
   asked.done = fetch.done;
   asked.request = fetch.request + 1;
-  asked.again = now + askInterval + upTo(milliseconds(askJitter), parts.random);
+  asked.again = now + askInterval + randomTime(milliseconds(askJitter), parts.random);
   asked.newer = {steadyOf(view.newerThan, now), device->Values().Sequence(Stream::changes)};
   fetch = std::move(asked);
   Outgoing message;

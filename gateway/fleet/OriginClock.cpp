@@ -8,8 +8,8 @@ namespace corvalux::gateway {
 OriginClock::Seconds OriginClock::Lateness(double clock, Time now) {
   const double difference = Seconds(now.time_since_epoch()).count() - clock;
   if (now - begun > window) {
-    former = now - begun > 2 * window ? none : least;
-    least = none;
+    if (now - begun > 2 * window) least = none;
+    former = std::exchange(least, none);
     begun = now;
   }
   heard = now;

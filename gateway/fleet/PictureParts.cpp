@@ -16,7 +16,7 @@ using client::Stream;
 using SteadyTime = std::chrono::steady_clock::time_point;
 using Seconds = std::chrono::duration<double>;
 
-constexpr double longestAge = 1e6;
+constexpr double oldest = 1e6;
 
 live::Stream wireOf(Stream stream) { return static_cast<live::Stream>(client::indexOf(stream) + 1); }
 
@@ -67,7 +67,7 @@ class Writer {
 
 /// Of what another one says, within reason.
 SteadyTime before(SteadyTime now, double age) {
-  const double seconds = std::isfinite(age) ? std::clamp(age, 0.0, longestAge) : longestAge;
+  const double seconds = std::isfinite(age) ? std::clamp(age, 0.0, oldest) : oldest;
   return now - std::chrono::duration_cast<SteadyTime::duration>(Seconds(seconds));
 }
 

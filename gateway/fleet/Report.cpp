@@ -15,7 +15,7 @@ constexpr std::size_t longestText = 1'000;
 
 /// Whether it is absent or of the right kind; then it is taken.
 template <typename T>
-bool read(const Json& object, const char* name, bool (Json::*isKind)() const noexcept, T& to) {
+bool takeMember(const Json& object, const char* name, bool (Json::*isKind)() const noexcept, T& to) {
   const auto found = object.find(name);
   if (found == object.end()) return true;
   if (!((*found).*isKind)()) return false;
@@ -37,13 +37,13 @@ std::optional<Report> reportOf(std::string_view json) {
   const Json object = Json::parse(json, nullptr, false);
   if (!object.is_object() || !object.contains("speaks")) return std::nullopt;
   Report report;
-  const bool right = read(object, "state", &Json::is_string, report.state) &&
-                     read(object, "reason", &Json::is_string, report.reason) &&
-                     read(object, "address", &Json::is_string, report.address) &&
-                     read(object, "since", &Json::is_number, report.since) &&
-                     read(object, "speaks", &Json::is_boolean, report.speaks) &&
-                     read(object, "gone", &Json::is_boolean, report.gone) &&
-                     read(object, "changes", &Json::is_number_unsigned, report.changes);
+  const bool right = takeMember(object, "state", &Json::is_string, report.state) &&
+                     takeMember(object, "reason", &Json::is_string, report.reason) &&
+                     takeMember(object, "address", &Json::is_string, report.address) &&
+                     takeMember(object, "since", &Json::is_number, report.since) &&
+                     takeMember(object, "speaks", &Json::is_boolean, report.speaks) &&
+                     takeMember(object, "gone", &Json::is_boolean, report.gone) &&
+                     takeMember(object, "changes", &Json::is_number_unsigned, report.changes);
   if (!right) return std::nullopt;
   if (report.reason.size() > longestText) report.reason.resize(longestText);
   client::repairUtf8(report.reason);

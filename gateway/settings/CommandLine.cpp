@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "gateway/fleet/Connection.h"
 #include "gateway/settings/DeviceList.h"
 #include "gateway/settings/Names.h"
 #include "gateway/settings/OptionsFile.h"
@@ -136,7 +135,7 @@ void placeFleet(FleetSettings& fleet) {
   fleet.name = fleetName(fleet.name);
   if (fleet.url.empty()) return;
   fleet.url = natsUrl(fleet.url, fleet.passwordFile);
-  if (!fleetIsBuilt()) throw std::invalid_argument("--nats: this build has no fleet, since libnats was not there");
+  if (!CORVALUX_FLEET) throw std::invalid_argument("--nats: this build has no fleet, since libnats was not there");
 }
 
 void place(const Texts& texts, Settings& settings) {

@@ -67,7 +67,7 @@ std::string natsUrl(const std::string& text, const std::string& passwordFile) {
 
 std::string fleetName(const std::string& text) {
   boost::system::error_code error;
-  const std::string name = text.empty() ? nameFrom(boost::asio::ip::host_name(error)) : text;
+  std::string name = text.empty() ? nameFrom(boost::asio::ip::host_name(error)) : text;
   if (!isName(name)) throw std::invalid_argument("--name takes 1 to 64 letters, digits, _ or -, not '" + text + "'");
   return name;
 }
