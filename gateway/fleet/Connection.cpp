@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -17,12 +18,14 @@ namespace corvalux::gateway {
 namespace {
 
 constexpr int64_t writeDeadline = 500;  ///< ms
-constexpr int64_t connectTime = 2'000;
+constexpr int64_t connectTime = 1'000;
 constexpr int64_t pingInterval = 1'000;
 constexpr int mostPings = 2;  ///< without an answer
 constexpr int64_t reconnectWait = 100;
 constexpr int64_t reconnectJitter = 150;
 constexpr std::chrono::seconds longestEnd{2};
+constexpr std::chrono::seconds refusedPause{5};
+constexpr std::chrono::milliseconds lookInterval{200};
 constexpr int pendingMessages = 8'192;
 constexpr int pendingBytes = 32 << 20;
 
@@ -39,43 +42,48 @@ std::string_view headerIn(natsMsg* message, const char* name) {
   return natsMsgHeader_Get(message, name, &text) == NATS_OK && text ? text : std::string_view();
 }
 
-class NatsConnection final : public Bus {
+/// A connection, which comes back by itself until the server has refused it twice in a row.
+class Link {
  public:
-  NatsConnection(const FleetSettings& settings, const std::string& inbox, std::function<void(const Incoming&)> takeIt);
-  ~NatsConnection() override;
-  NatsConnection(const NatsConnection&) = delete;
-  NatsConnection& operator=(const NatsConnection&) = delete;
+  using Take = std::function<void(const Incoming&)>;
 
-  bool Connected() const override { return connected; }
-  std::size_t LargestPayload() const override { return largest; }
-  bool Publish(const Outgoing& message, const Headers& headers) override;
-  uint64_t Overrun() const override;
-  std::string Reason() const override;
+  /// Throws std::runtime_error.
+  Link(const FleetSettings& settings, const std::string& inbox, const Take& take);
+  ~Link() { End(); }
+  Link(const Link&) = delete;
+  Link& operator=(const Link&) = delete;
+
+  bool Connected() const { return connected; }
+  bool Closed() const { return closed; }
+  std::size_t LargestPayload() const { return largest; }
+  bool Publish(const Outgoing& message, const Headers& headers);
+  uint64_t Overrun() const;
+  std::string Reason() const;
 
  private:
   void Set(natsOptions* options, const FleetSettings& settings);
   void Subscribe(const std::string& subject);
   void Refresh();
+  void End();
   static void OnMessage(natsConnection* nats, natsSubscription* subscription, natsMsg* message, void* self);
   static void OnChange(natsConnection* nats, void* self);
   static void OnClosed(natsConnection* nats, void* self);
   static void OnComplete(void* self);
   void Ended();
 
-  const std::function<void(const Incoming&)> take;
+  const Take& take;
   std::atomic<bool> connected{false};
+  std::atomic<bool> closed{false};
   std::atomic<std::size_t> largest{0};
   mutable std::mutex mutex;
   std::condition_variable changed;
-  std::string reason = "no answer yet";  // guarded by mutex
-  std::size_t ended = 0;                 // guarded by mutex; subscriptions, and the connection
+  std::string reason;     // guarded by mutex
+  std::size_t ended = 0;  // guarded by mutex; subscriptions, and the connection
   natsConnection* connection = nullptr;
   std::vector<natsSubscription*> subscriptions;
 };
 
-NatsConnection::NatsConnection(const FleetSettings& settings, const std::string& inbox,
-                               std::function<void(const Incoming&)> takeIt)
-    : take(std::move(takeIt)) {
+Link::Link(const FleetSettings& settings, const std::string& inbox, const Take& take) : take(take) {
   const client::BlockedSignals blocked;
   natsOptions* made = nullptr;
   require(natsOptions_Create(&made), "options");
@@ -83,13 +91,19 @@ NatsConnection::NatsConnection(const FleetSettings& settings, const std::string&
   Set(made, settings);
   const natsStatus status = natsConnection_Connect(&connection, made);
   if (status != NATS_NOT_YET_CONNECTED) require(status, "connecting");
-  Subscribe(allSubjects);
-  Subscribe(inbox + ".*.*");
+  if (status != NATS_OK) reason = "the server does not answer";
+  try {
+    Subscribe(allSubjects);
+    Subscribe(inbox + ".*.*");
+  } catch (...) {
+    End();
+    throw;
+  }
   Refresh();
 }
 
 /// Only here do subscriptions end: to remove one at run time can crash libnats before 3.6.1.
-NatsConnection::~NatsConnection() {
+void Link::End() {
   natsConnection_Close(connection);
   {
     // Its threads are in our callbacks until then.
@@ -100,7 +114,7 @@ NatsConnection::~NatsConnection() {
   natsConnection_Destroy(connection);
 }
 
-void NatsConnection::Set(natsOptions* options, const FleetSettings& settings) {
+void Link::Set(natsOptions* options, const FleetSettings& settings) {
   require(natsOptions_SetURL(options, settings.url.c_str()), "the address");
   require(natsOptions_SetName(options, settings.name.c_str()), "the name");
   // 0 keeps nothing for later: what could not be published at once is old by then.
@@ -121,7 +135,7 @@ void NatsConnection::Set(natsOptions* options, const FleetSettings& settings) {
   require(natsOptions_SetClosedCB(options, OnClosed, this), "callbacks");
 }
 
-void NatsConnection::Subscribe(const std::string& subject) {
+void Link::Subscribe(const std::string& subject) {
   natsSubscription* subscription = nullptr;
   require(natsConnection_Subscribe(&subscription, connection, subject.c_str(), OnMessage, this), "subscribing");
   subscriptions.push_back(subscription);
@@ -129,8 +143,7 @@ void NatsConnection::Subscribe(const std::string& subject) {
   require(natsSubscription_SetPendingLimits(subscription, pendingMessages, pendingBytes), "limits");
 }
 
-void NatsConnection::OnMessage(natsConnection* /*nats*/, natsSubscription* /*subscription*/, natsMsg* message,
-                               void* self) {
+void Link::OnMessage(natsConnection* /*nats*/, natsSubscription* /*subscription*/, natsMsg* message, void* self) {
   const Owned<natsMsg> owned(message, natsMsg_Destroy);
   const char* reply = natsMsg_GetReply(message);
   const Incoming incoming{
@@ -139,12 +152,12 @@ void NatsConnection::OnMessage(natsConnection* /*nats*/, natsSubscription* /*sub
       {natsMsg_GetData(message), static_cast<std::size_t>(natsMsg_GetDataLength(message))},
       {headerIn(message, header::origin), headerIn(message, header::sequence), headerIn(message, header::age),
        headerIn(message, header::clock), headerIn(message, header::part)}};
-  static_cast<NatsConnection*>(self)->take(incoming);
+  static_cast<Link*>(self)->take(incoming);
 }
 
 /// On threads of libnats.
-void NatsConnection::OnChange(natsConnection* nats, void* self) {
-  auto& us = *static_cast<NatsConnection*>(self);
+void Link::OnChange(natsConnection* nats, void* self) {
+  auto& us = *static_cast<Link*>(self);
   const char* error = nullptr;
   const natsStatus status = natsConnection_GetLastError(nats, &error);
   {
@@ -156,25 +169,26 @@ void NatsConnection::OnChange(natsConnection* nats, void* self) {
   us.connected = natsConnection_Status(nats) == NATS_CONN_STATUS_CONNECTED;
 }
 
-void NatsConnection::OnClosed(natsConnection* nats, void* self) {
+void Link::OnClosed(natsConnection* nats, void* self) {
   OnChange(nats, self);
-  static_cast<NatsConnection*>(self)->Ended();
+  static_cast<Link*>(self)->closed = true;
+  static_cast<Link*>(self)->Ended();
 }
 
-void NatsConnection::OnComplete(void* self) { static_cast<NatsConnection*>(self)->Ended(); }
+void Link::OnComplete(void* self) { static_cast<Link*>(self)->Ended(); }
 
-void NatsConnection::Ended() {
+void Link::Ended() {
   const std::lock_guard lock(mutex);
   ++ended;
   changed.notify_all();
 }
 
-void NatsConnection::Refresh() {
+void Link::Refresh() {
   largest = static_cast<std::size_t>(std::max<int64_t>(natsConnection_GetMaxPayload(connection), 0));
   connected = natsConnection_Status(connection) == NATS_CONN_STATUS_CONNECTED;
 }
 
-bool NatsConnection::Publish(const Outgoing& message, const Headers& headers) {
+bool Link::Publish(const Outgoing& message, const Headers& headers) {
   natsMsg* made = nullptr;
   const char* reply = message.reply.empty() ? nullptr : message.reply.c_str();
   const char* data = message.payload ? message.payload->data() : nullptr;
@@ -193,7 +207,7 @@ bool NatsConnection::Publish(const Outgoing& message, const Headers& headers) {
   return all && natsConnection_PublishMsg(connection, made) == NATS_OK;
 }
 
-uint64_t NatsConnection::Overrun() const {
+uint64_t Link::Overrun() const {
   uint64_t sum = 0;
   for (natsSubscription* each : subscriptions) {
     int64_t dropped = 0;
@@ -202,16 +216,124 @@ uint64_t NatsConnection::Overrun() const {
   return sum;
 }
 
-std::string NatsConnection::Reason() const {
+std::string Link::Reason() const {
   const std::lock_guard lock(mutex);
   return reason;
+}
+
+/// A link, and another one after one that is closed: a password may be right later.
+class NatsBus final : public Bus {
+ public:
+  NatsBus(FleetSettings settings, std::string inbox, Link::Take take)
+      : settings(std::move(settings)), inbox(std::move(inbox)), take(std::move(take)) {
+    const client::BlockedSignals blocked;
+    keeper = std::thread([this] { Keep(); });
+  }
+  ~NatsBus() override;
+  NatsBus(const NatsBus&) = delete;
+  NatsBus& operator=(const NatsBus&) = delete;
+
+  bool Connected() const override;
+  std::size_t LargestPayload() const override;
+  bool Publish(const Outgoing& message, const Headers& headers) override;
+  uint64_t Overrun() const override;
+  std::string Reason() const override;
+
+ private:
+  void Keep();
+  void Begin();
+  bool Stopped(std::chrono::milliseconds time);
+  std::shared_ptr<Link> Present() const;
+
+  const FleetSettings settings;
+  const std::string inbox;
+  const Link::Take take;
+  mutable std::mutex mutex;  // guards all below
+  std::condition_variable changed;
+  std::shared_ptr<Link> link;
+  std::string failure;
+  bool stopping = false;
+  std::thread keeper;  ///< last, so that all is there when it starts
+};
+
+NatsBus::~NatsBus() {
+  {
+    const std::lock_guard lock(mutex);
+    stopping = true;
+  }
+  changed.notify_all();
+  keeper.join();
+}
+
+void NatsBus::Keep() {
+  do {
+    Begin();
+    while (const auto present = Present()) {
+      if (present->Closed()) break;
+      if (Stopped(lookInterval)) return;
+    }
+    const std::shared_ptr<Link> former = Present();
+    const std::lock_guard lock(mutex);
+    if (former) failure = "the server closed the connection: " + former->Reason();
+    link.reset();
+  } while (!Stopped(refusedPause));
+}
+
+void NatsBus::Begin() {
+  std::shared_ptr<Link> made;
+  std::string why;
+  try {
+    made = std::make_shared<Link>(settings, inbox, take);
+  } catch (const std::exception& error) {
+    why = error.what();
+  }
+  const std::lock_guard lock(mutex);
+  link = std::move(made);
+  failure = std::move(why);
+}
+
+bool NatsBus::Stopped(std::chrono::milliseconds time) {
+  std::unique_lock lock(mutex);
+  return changed.wait_for(lock, time, [this] { return stopping; });
+}
+
+std::shared_ptr<Link> NatsBus::Present() const {
+  const std::lock_guard lock(mutex);
+  return link;
+}
+
+bool NatsBus::Connected() const {
+  const auto present = Present();
+  return present && present->Connected();
+}
+
+std::size_t NatsBus::LargestPayload() const {
+  const auto present = Present();
+  return present ? present->LargestPayload() : 0;
+}
+
+bool NatsBus::Publish(const Outgoing& message, const Headers& headers) {
+  const auto present = Present();
+  return present && present->Publish(message, headers);
+}
+
+uint64_t NatsBus::Overrun() const {
+  const auto present = Present();
+  return present ? present->Overrun() : 0;
+}
+
+std::string NatsBus::Reason() const {
+  const auto present = Present();
+  if (present) return present->Reason();
+  const std::lock_guard lock(mutex);
+  return failure;
 }
 
 }  // namespace
 
 std::unique_ptr<Bus> connectNats(const FleetSettings& settings, const std::string& inbox,
                                  std::function<void(const Incoming&)> take) {
-  return std::make_unique<NatsConnection>(settings, inbox, std::move(take));
+  return std::make_unique<NatsBus>(settings, inbox, std::move(take));
 }
 
 }  // namespace corvalux::gateway

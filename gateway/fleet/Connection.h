@@ -9,9 +9,8 @@
 
 namespace corvalux::gateway {
 
-/// A connection to a NATS server, which comes and comes back by itself. `take` gets all that comes of devices, and on
-/// subjects below `inbox`, on threads of the connection; it must outlive this. Throws std::runtime_error with a
-/// sentence.
+/// A connection to a NATS server, which comes and comes back by itself, on a thread of its own. `take` gets all that
+/// comes of devices, and on subjects below `inbox`, on threads of the connection; what it uses must outlive this.
 std::unique_ptr<Bus> connectNats(const FleetSettings& settings, const std::string& inbox,
                                  std::function<void(const Incoming&)> take);
 

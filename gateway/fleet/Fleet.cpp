@@ -81,9 +81,11 @@ void Fleet::Tick() {
 /// After a short break nobody else has claimed what this gateway speaks for.
 void Fleet::WatchConnection(Time now) {
   const bool is = bus->Connected();
-  if (is != std::exchange(connected, is)) {
-    say("fleet", is ? "in the fleet as " + parts.self.name : "not in the fleet: " + bus->Reason());
-  }
+  const std::string reason = is ? "" : bus->Reason();
+  if (is && !connected) say("fleet", "in the fleet as " + parts.self.name);
+  if (!reason.empty() && (connected || reason != why)) say("fleet", "not in the fleet: " + reason);
+  connected = is;
+  why = reason;
   if (is) {
     lost.reset();
     if (!parts.listens) parts.listens = now;

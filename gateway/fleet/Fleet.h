@@ -56,6 +56,7 @@ class Fleet {
   std::map<std::string, std::unique_ptr<Member>> members;
   boost::asio::steady_timer timer;
   bool connected = false;
+  std::string why;           ///< not
   std::optional<Time> lost;  ///< since when
 };
 

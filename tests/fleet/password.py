@@ -23,6 +23,12 @@ def main(place):
     refuses("--nats", url.replace("gateway@", ""), "--nats-password-file", str(place / "right"))
     with Server(place / "nats", port), Gateway("--nats", url, "--nats-password-file", place / "right") as gateway:
         wait_for(lambda: gateway.metric(CONNECTED) == 1, "the gateway is connected")
+    with Gateway("--nats", url.replace("@", ":one@")) as gateway:
+        wait_for(lambda: gateway.count("errors", "not in the fleet: the server does not answer") == 1, "says so")
+        with Server(place / "other", port, password="other"):
+            wait_for(lambda: gateway.count("errors", "not in the fleet: the server closed") > 0, "is refused, and says so")
+        with Server(place / "nats", port):
+            wait_for(lambda: gateway.metric(CONNECTED) == 1, "is let in later")
 
 
 with folder() as work:

@@ -74,13 +74,13 @@ class Fleet:
 class Server(Program):
     """A nats-server with the installed configuration, once it is ready; in a folder of its own, on this port."""
 
-    def __init__(self, folder, port, routes=None, before=()):
+    def __init__(self, folder, port, routes=None, before=(), password="one"):
         folder.mkdir(exist_ok=True)
         self.port = port
         main = replaced((INSTALLED / "nats.conf").read_text(), {"127.0.0.1:4250": f"127.0.0.1:{port}"})
         (folder / "nats.conf").write_text(main)
         (folder / "routes.conf").write_text((INSTALLED / "routes.conf").read_text() if routes is None else routes)
-        (folder / "passwords.conf").write_text('GATEWAY_PASSWORD: "one"\nLISTENER_PASSWORD: "two"\n')
+        (folder / "passwords.conf").write_text(f'GATEWAY_PASSWORD: "{password}"\nLISTENER_PASSWORD: "two"\n')
         super().__init__(*before, "/usr/sbin/nats-server", "-c", folder / "nats.conf")
         self.wait_for("is ready", "errors", "Server is ready")
 
