@@ -33,7 +33,10 @@ class Server:
         return f"nats://127.0.0.1:{self.port}"
 
     def gateway(self, name, *devices):
-        return Gateway(*devices, "--nats", self.url, "--name", name)
+        """Once it is in the fleet."""
+        gateway = Gateway(*devices, "--nats", self.url, "--name", name)
+        gateway.wait_for("is in the fleet", "errors", f"in the fleet as {name}")
+        return gateway
 
     def kill(self):
         self.program.process.kill()
