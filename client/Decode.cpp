@@ -83,4 +83,13 @@ std::optional<Decoded> decode(std::string_view message) {
   return decoded;
 }
 
+Message messageOf(Stream stream, const Arrival& arrival, std::string bytes) {
+  auto decoded = decode(bytes);
+  Message message{stream, arrival, std::move(bytes), decoded.has_value(), {}, 0};
+  if (!decoded) return message;
+  message.entries = std::move(decoded->entries);
+  message.repairedTexts = decoded->repairedTexts;
+  return message;
+}
+
 }  // namespace corvalux::client

@@ -2,10 +2,11 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
-#include "client/Value.h"
+#include "client/Message.h"
 
 namespace corvalux::client {
 
@@ -24,5 +25,9 @@ std::optional<std::vector<std::string_view>> entriesIn(std::string_view message)
 /// repaired and counted, and does not cost the message.
 /// Threads: any.
 std::optional<Decoded> decode(std::string_view message);
+
+/// A message that has arrived; invalid if the bytes are none.
+/// Threads: any.
+Message messageOf(Stream stream, const Arrival& arrival, std::string bytes);
 
 }  // namespace corvalux::client

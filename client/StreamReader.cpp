@@ -25,19 +25,6 @@ std::string bytesOf(const ::grpc::ByteBuffer& buffer) {
   return bytes;
 }
 
-Message messageOf(Stream stream, const ::grpc::ByteBuffer& buffer) {
-  Message message;
-  message.stream = stream;
-  message.arrival = {std::chrono::system_clock::now(), std::chrono::steady_clock::now()};
-  message.bytes = bytesOf(buffer);
-  auto decoded = decode(message.bytes);
-  message.valid = decoded.has_value();
-  if (!decoded) return message;
-  message.entries = std::move(decoded->entries);
-  message.repairedTexts = decoded->repairedTexts;
-  return message;
-}
-
 }  // namespace
 
 StreamReader::StreamReader(std::shared_ptr<::grpc::Channel> channel, Stream stream, Listener& listener, Owner& owner)
@@ -59,7 +46,8 @@ void StreamReader::OnWriteDone(bool ok) {
 void StreamReader::OnReadDone(bool ok) {
   if (!ok) return;
   if (!received.exchange(true)) owner.OnConnected();
-  listener.Take(messageOf(stream, buffer));
+  const Arrival now{std::chrono::system_clock::now(), std::chrono::steady_clock::now()};
+  listener.Take(messageOf(stream, now, bytesOf(buffer)));
   buffer.Clear();
   StartRead(&buffer);
 }

@@ -12,19 +12,10 @@ using client::ConnectionState;
 using client::Stream;
 using Seconds = OriginClock::Seconds;
 
-/// As if it came from the device.
-client::Message messageOf(Stream stream, std::string_view payload, Seconds age) {
-  client::Message message;
-  message.stream = stream;
-  message.arrival = {std::chrono::system_clock::now() - std::chrono::duration_cast<std::chrono::microseconds>(age),
-                     std::chrono::steady_clock::now() - std::chrono::duration_cast<std::chrono::microseconds>(age)};
-  message.bytes = payload;
-  auto decoded = client::decode(payload);
-  message.valid = decoded.has_value();
-  if (!decoded) return message;
-  message.entries = std::move(decoded->entries);
-  message.repairedTexts = decoded->repairedTexts;
-  return message;
+/// When it came from the device.
+client::Arrival arrivalOf(Seconds age) {
+  const auto ago = std::chrono::duration_cast<std::chrono::microseconds>(age);
+  return {std::chrono::system_clock::now() - ago, std::chrono::steady_clock::now() - ago};
 }
 
 }  // namespace
@@ -119,7 +110,7 @@ void Receiver::TakeMessage(const Subject& subject, const Headers& headers, const
     age += *lateness;
     if (remote->takes) listener = remote->listener;
   }
-  if (listener) listener->Take(messageOf(stream, incoming.payload, age));
+  if (listener) listener->Take(client::messageOf(stream, arrivalOf(age), std::string(incoming.payload)));
 }
 
 void Receiver::TakeReport(const Subject& subject, const Headers& headers, const Incoming& incoming, Time now) {
