@@ -15,7 +15,7 @@ namespace {
                          CLI::ExitCodes::ConfigError);
 }
 
-std::string textOf(const toml::node& value) {
+std::string plainText(const toml::node& value) {
   if (const auto* text = value.as_string()) return text->get();
   std::ostringstream text;
   if (const auto* number = value.as_integer()) text << number->get();
@@ -27,9 +27,9 @@ std::string textOf(const toml::node& value) {
 std::vector<std::string> textsOf(const toml::node& value) {
   std::vector<std::string> texts;
   if (const auto* list = value.as_array()) {
-    for (const toml::node& each : *list) texts.push_back(textOf(each));
+    for (const toml::node& each : *list) texts.push_back(plainText(each));
   } else {
-    texts.push_back(textOf(value));
+    texts.push_back(plainText(value));
   }
   return texts;
 }
