@@ -14,8 +14,9 @@ import { MetersView, type Part } from './view/meters.js';
 import { applySettings, loadSettings, onThemeWish, saveSettings, type Settings } from './view/settings.js';
 import type { Stage, View } from './view/view.js';
 
-const tickMs = 250;
-const trickleMs = 50;
+const turnMs = 50;
+/** One of so many turns is a tick, the others are trickles. */
+const turnsPerTick = 5;
 const calmRate = 5;
 /** What devices are like, a second. */
 const devicesPerSecond = 2;
@@ -27,6 +28,7 @@ export class App {
   private client: LiveClient | undefined;
   private view: View | undefined;
   private paused = false;
+  private turns = 0;
   private readonly main = element('main', { id: 'main' });
   private readonly help = helpDialog();
   private readonly chooser = new Chooser((wall) => this.showWall(wall));
@@ -54,8 +56,7 @@ export class App {
     body.replaceChildren(this.header.element, this.main, this.help, this.chooser.dialog);
     this.listen();
     this.route();
-    setInterval(() => this.tick(), tickMs);
-    setInterval(() => this.trickle(), trickleMs);
+    setInterval(() => this.turn(), turnMs);
   }
 
   private listen(): void {
@@ -148,8 +149,11 @@ export class App {
     this.describeState();
   }
 
-  private trickle(): void {
-    if (!document.hidden) this.view?.trickle();
+  /** So that no picture waits for both a tick and a trickle. */
+  private turn(): void {
+    this.turns++;
+    if (this.turns % turnsPerTick === 0) this.tick();
+    else if (!document.hidden) this.view?.trickle();
   }
 
   private describeState(): void {

@@ -16,13 +16,17 @@ export interface Item {
   light: number;
   hold: number;
   tone: number;
-  number: string;
+  /** The number beside the bar. */
+  held: number;
+  heldTone: number;
+  lit: number;
   lamp: string;
   others: string;
 }
 
 export function itemAt(row: StripRow, x: number, y: number): Item {
-  return { row, x, y, solid: -1, light: -1, hold: -1, tone: -1, number: '', lamp: '', others: '' };
+  const bar = { solid: -1, light: -1, hold: -1, tone: -1 };
+  return { row, x, y, ...bar, held: NaN, heldTone: -1, lit: -1, lamp: '', others: '' };
 }
 
 export const setOf = ({ row }: Item): StripSet => row.source.sets[row.set];
@@ -46,7 +50,8 @@ export function measure(item: Item, length: number, tone: number): boolean {
 export class Sheet {
   readonly context: CanvasRenderingContext2D;
   readonly scale: number;
-  private font = '';
+  private fontPart = NaN;
+  private fontWeight = NaN;
   readonly bar: { left: number; top: number; length: number; height: number };
 
   constructor(
@@ -70,9 +75,10 @@ export class Sheet {
   }
 
   /** To set the same again costs as much as a text. */
-  setFont(part: number, weight?: number): void {
-    const font = fontOf(this.parts.font * part * this.scale, weight);
-    if (font !== this.font) this.context.font = font;
-    this.font = font;
+  setFont(part: number, weight = 400): void {
+    if (part === this.fontPart && weight === this.fontWeight) return;
+    this.fontPart = part;
+    this.fontWeight = weight;
+    this.context.font = fontOf(this.parts.font * part * this.scale, weight);
   }
 }

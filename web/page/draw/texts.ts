@@ -63,18 +63,18 @@ export class Texts {
   private number(item: Item): void {
     const { context, parts, palette, bar } = this.sheet;
     const held = setOf(item).holds.levels[item.row.index];
-    const colour = palette.text[item.tone === greyTone ? greyTone : zoneOf(held)];
-    const text = levelText(held);
-    if (item.number === colour + text) return;
-    item.number = colour + text;
+    const tone = item.tone === greyTone ? greyTone : zoneOf(held);
+    if (item.held === held && item.heldTone === tone) return;
+    item.held = held;
+    item.heldTone = tone;
     const width = this.sheet.px(parts.number.width);
     const x = item.x + this.sheet.px(parts.number.x);
     context.fillStyle = palette.ground;
     context.fillRect(x, item.y + bar.top, width, bar.height);
     this.sheet.setFont(1, 600);
-    context.fillStyle = colour;
+    context.fillStyle = palette.text[tone];
     context.textAlign = 'right';
-    context.fillText(text, x + width, item.y + bar.top + bar.height / 2, width);
+    context.fillText(levelText(held), x + width, item.y + bar.top + bar.height / 2, width);
     context.textAlign = 'left';
   }
 
@@ -82,9 +82,9 @@ export class Texts {
     const { context, parts, palette, bar } = this.sheet;
     const lit = setOf(item).lit[item.row.index];
     const lamp = lit <= 0 ? palette.track : item.tone === greyTone ? palette.solid[greyTone] : palette.lamp;
-    const text = lit <= 0 ? '' : lit > 99 ? '99+' : String(lit);
-    if (item.lamp === lamp + text) return;
-    item.lamp = lamp + text;
+    if (item.lit === lit && item.lamp === lamp) return;
+    item.lit = lit;
+    item.lamp = lamp;
     const x = item.x + this.sheet.px(parts.lamp.x);
     const width = this.sheet.px(parts.lamp.width);
     context.fillStyle = lamp;
@@ -92,7 +92,12 @@ export class Texts {
     this.sheet.setFont(0.75, 700);
     context.fillStyle = palette.lampInk;
     context.textAlign = 'center';
-    context.fillText(text, x + width / 2, item.y + bar.top + bar.height / 2, width);
+    context.fillText(
+      lit <= 0 ? '' : lit > 99 ? '99+' : String(lit),
+      x + width / 2,
+      item.y + bar.top + bar.height / 2,
+      width,
+    );
     context.textAlign = 'left';
   }
 

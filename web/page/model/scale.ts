@@ -8,15 +8,18 @@ export const overDb = -0.05;
 /** The levels that are written beside a meter. */
 export const ticks: readonly number[] = [-60, -50, -40, -30, -20, -12, -6, -3, 0];
 
-/** From a level on, percent of the meter and percent a dB (IEC 60268-18). */
-const segments: readonly (readonly [number, number, number])[] = [
-  [-20, 50, 2.5],
-  [-30, 30, 2],
-  [-40, 15, 1.5],
-  [-50, 7.5, 0.75],
-  [-60, 2.5, 0.5],
-  [-70, 0, 0.25],
-];
+/**
+ * From a level on, percent of the meter and percent a dB (IEC 60268-18). No arrays: to take them apart for each bar of
+ * each picture was nearly all garbage there was.
+ */
+const segments = [
+  { from: -20, percent: 50, slope: 2.5 },
+  { from: -30, percent: 30, slope: 2 },
+  { from: -40, percent: 15, slope: 1.5 },
+  { from: -50, percent: 7.5, slope: 0.75 },
+  { from: -60, percent: 2.5, slope: 0.5 },
+  { from: -70, percent: 0, slope: 0.25 },
+] as const;
 
 /**
  * A level's position on a meter, 0 to 1: the scale of a peak programme meter, half of which is the top 20 dB. Full from
@@ -24,7 +27,7 @@ const segments: readonly (readonly [number, number, number])[] = [
  */
 export function deflection(db: number): number {
   if (db >= 0) return 1;
-  for (const [from, percent, slope] of segments) {
+  for (const { from, percent, slope } of segments) {
     if (db >= from) return (percent + (db - from) * slope) / 100;
   }
   return 0;

@@ -14,9 +14,14 @@ export function element<Name extends keyof HTMLElementTagNameMap>(
   return made;
 }
 
-/** Writes only what is new: to write the same again costs a layout. */
+/**
+ * Writes only what is new: to write the same again costs a layout. Keeps the node of the text, because for another one
+ * styles are computed, and the next fillText() of a canvas waits for that.
+ */
 export function setText(node: HTMLElement, text: string): void {
-  if (node.textContent !== text) node.textContent = text;
+  if (node.textContent === text) return;
+  if (node.firstChild instanceof Text) node.firstChild.data = text;
+  else node.textContent = text;
 }
 
 export function setAttribute(node: HTMLElement, name: string, value: string): void {

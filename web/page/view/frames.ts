@@ -3,8 +3,11 @@ const calmRate = 5;
 
 const calmWish = matchMedia('(prefers-reduced-motion: reduce)');
 
-/** Whether the person wants little motion. */
-export const isCalm = () => calmWish.matches;
+let calm = calmWish.matches;
+calmWish.addEventListener('change', () => (calm = calmWish.matches));
+
+/** Whether the person wants little motion. Kept, because to ask the browser for each picture costs as much as many bars. */
+export const isCalm = () => calm;
 export const onCalmWish = (changed: () => void) => calmWish.addEventListener('change', changed);
 
 /** Calls `draw` for the next picture after a request: as often as the screen shows one, or five times a second. */

@@ -24,12 +24,13 @@ class Cell {
   set(text: string): void {
     if (text === this.text) return;
     this.text = text;
-    this.element.textContent = text;
+    setText(this.element, text);
   }
 }
 
 const lowest = -70;
-const turns = 20;
+/** In how many turns all lines are written. */
+const turns = 16;
 
 function meterOf(label: string): HTMLMeterElement {
   const range = { min: String(lowest), max: '0', low: String(warmDb), high: String(hotDb), optimum: String(lowest) };
@@ -50,7 +51,7 @@ export class Table {
     this.element.append(element('table', {}, element('caption', {}, 'Meters'), head, this.body));
   }
 
-  /** Twenty times a second: a twentieth of the lines, so that no frame waits for all of them. */
+  /** Sixteen times a second: a sixteenth of the lines, so that no frame waits for all of them. */
   tick(): void {
     if (this.rows !== this.bridge.rows) this.arrange();
     this.turn = (this.turn + 1) % turns;

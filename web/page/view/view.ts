@@ -23,7 +23,7 @@ export interface View {
   draw(now: number): boolean;
   /** Four times a second: what need not be in each picture. */
   tick(now: number): void;
-  /** Twenty times a second: a small part of what is long. */
+  /** Sixteen times a second, never together with tick(): a small part of what is long. */
   trickle(): void;
   condition(now: number): Condition;
   /** Colours have changed. */

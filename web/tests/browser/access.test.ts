@@ -59,6 +59,21 @@ test('screen readers get a table of meters instead of the drawing, which is hidd
   await page.close();
 });
 
+test('the table keeps its nodes while it is written', async () => {
+  const page = await stand.live();
+  const [written, replaced] = await page.tab.evaluate(async () => {
+    const kinds: string[] = [];
+    const observer = new MutationObserver((all) => kinds.push(...all.map(({ type }) => type)));
+    const body = document.querySelector('.meters-table tbody') ?? document;
+    observer.observe(body, { subtree: true, childList: true, characterData: true });
+    await new Promise((resume) => setTimeout(resume, 2000));
+    return ['characterData', 'childList'].map((kind) => kinds.filter((one) => one === kind).length);
+  });
+  assert.ok(written > 10, `${written} written`);
+  assert.equal(replaced, 0);
+  await page.close();
+});
+
 test('a meter of the table is written at most once a second', async () => {
   const page = await stand.live();
   const most = await page.tab.evaluate(async () => {
