@@ -93,6 +93,12 @@ def rack(root, file, count=200, hz=25):
             table.add(number, "receiving", delivered=window.rate / (count * hz))
 
 
+def plain(nats, count, together, hz):
+    """The C client's CPU time of a message, ns: so many devices have theirs at the same time."""
+    command = [PLAIN, nats.url, count, together, hz, max(1, SECONDS // 2)]
+    return float(subprocess.run([str(word) for word in command], check=True, capture_output=True, text=True).stdout)
+
+
 def publishing(root, file, mode, count, hz, sources):
     """The same gateway with a fleet and without, and the plain client at the same pace, all at once."""
     table = Table(file, mode, count)
@@ -102,11 +108,12 @@ def publishing(root, file, mode, count, hz, sources):
         alpha = stack.enter_context(nats.gateway("alpha", *devices(places, count)))
         speaks(alpha, count)
         for number in range(1, ROUNDS + 1):
-            command = [PLAIN, nats.url, count, count // sources, hz, SECONDS]
             with Window(alpha, "corvalux_fleet_published_total", alpha, lone) as window:
-                plain = subprocess.run([str(word) for word in command], check=True, capture_output=True, text=True)
+                together = plain(nats, count, count // sources, hz)
+                singly = plain(nats, count, 1, hz)
             with_fleet, without = window.cores
-            table.add(number, "plain", message=float(plain.stdout))
+            table.add(number, "plain", message=together)
+            table.add(number, "plain-singly", message=singly)
             table.add(number, "gateway", message=(with_fleet - without) / window.rate * 1e9,
                       following=without / (count * hz) * 1e9, published=window.rate)
 

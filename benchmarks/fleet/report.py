@@ -79,11 +79,12 @@ class Report:
         print(f"\nShare of the messages that came there: {ratio_entry(share)}.")
 
     def publishing_table(self):
-        head("CPU for a message (µs):", ["messages", "to follow the device", "to publish it, in addition", "plain client", "messages a second"])
+        head("CPU for a message (µs):", ["messages", "to follow the device", "to publish it, in addition", "plain client",
+                                        "plain client, one at a time", "published a second"])
         for place, name in MODES.values():
             of = self.figures.of
             row(name, entry(of(place, "following", "gateway"), US), entry(of(place, "message", "gateway"), US),
-                entry(of(place, "message", "plain"), US), entry(of(place, "published", "gateway")))
+                entry(of(place, "message", "plain"), US), entry(of(place, "message", "plain-singly"), US), entry(of(place, "published", "gateway")))
 
     def latency_table(self):
         head("Latency, an event to a viewer of the device's gateway, and how much later at another one (ms):",
