@@ -51,7 +51,8 @@ int64_t cpuNs() {
   return time.tv_sec * 1'000'000'000 + time.tv_nsec;
 }
 
-/// `together` of the devices have their messages at the same time, as from one device under so many names.
+/// On subjects that no gateway hears. `together` of the devices have their messages at the same time, as from one
+/// device under so many names.
 void run(const char* url, int devices, int together, int perSecond, int seconds) {
   natsConnection* connection = connect(url);
   const std::vector<std::string> payloads(static_cast<std::size_t>(devices), std::string(4032, 'x'));
@@ -62,7 +63,7 @@ void run(const char* url, int devices, int together, int perSecond, int seconds)
   for (int number = 0; number < all; ++number) {
     if (number % together == 0) std::this_thread::sleep_until(next += step);
     const int device = number % devices;
-    const std::string subject = "corvalux.v1.plain-" + std::to_string(device) + ".fast";
+    const std::string subject = "corvalux.v0.plain-" + std::to_string(device) + ".fast";
     publish(connection, subject, payloads[static_cast<std::size_t>(device)], number / devices + 1);
   }
   std::printf("%.0f\n", static_cast<double>(cpuNs() - before) / all);
