@@ -12,7 +12,8 @@ struct Command {
   enum What : uint32_t { load, emit, pace, startCounting, stopCounting };
 
   What what;
-  uint32_t count = 0;             ///< pace: how many events, one every 20 ms, as an engine's fast cadence
+  uint32_t count = 0;             ///< pace: how many events
+  uint32_t cadenceMs = 20;        ///< pace: time from event to event; an engine's fast cadence
   std::array<char, 8> name = {};  ///< load: its name
 };
 
@@ -36,6 +37,7 @@ struct Timeline {
   struct Event {
     std::atomic<int64_t> beginNs;  ///< steady clock
     std::atomic<int64_t> heldNs;   ///< 0 while the event lasts
+    std::atomic<int64_t> cpuNs;    ///< of the engine's thread meanwhile
   };
 
   std::atomic<uint32_t> events;  ///< the number of the next event

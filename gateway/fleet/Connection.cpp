@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "client/BlockedSignals.h"
+#include "gateway/fleet/ReleasedTogether.h"
 #include "gateway/fleet/Subjects.h"
 
 namespace corvalux::gateway {
@@ -72,6 +73,8 @@ class Link {
   void Ended();
 
   const Take& take;
+  /// libnats frees messages on a thread of its own, which it wakes unless some wait there already.
+  ReleasedTogether<Owned<natsMsg>> used;
   std::atomic<bool> connected{false};
   std::atomic<bool> closed{false};
   std::atomic<std::size_t> largest{0};
@@ -144,7 +147,7 @@ void Link::Subscribe(const std::string& subject) {
 }
 
 void Link::OnMessage(natsConnection* /*nats*/, natsSubscription* /*subscription*/, natsMsg* message, void* self) {
-  const Owned<natsMsg> owned(message, natsMsg_Destroy);
+  Owned<natsMsg> owned(message, natsMsg_Destroy);
   const char* reply = natsMsg_GetReply(message);
   const Incoming incoming{
       natsMsg_GetSubject(message),
@@ -152,7 +155,9 @@ void Link::OnMessage(natsConnection* /*nats*/, natsSubscription* /*subscription*
       {natsMsg_GetData(message), static_cast<std::size_t>(natsMsg_GetDataLength(message))},
       {headerIn(message, header::origin), headerIn(message, header::sequence), headerIn(message, header::age),
        headerIn(message, header::clock), headerIn(message, header::part)}};
-  static_cast<Link*>(self)->take(incoming);
+  auto& us = *static_cast<Link*>(self);
+  us.take(incoming);
+  us.used.Add(std::move(owned), incoming.payload.size());
 }
 
 /// On threads of libnats.
@@ -194,7 +199,7 @@ bool Link::Publish(const Outgoing& message, const Headers& headers) {
   const char* data = message.payload ? message.payload->data() : nullptr;
   const int size = message.payload ? static_cast<int>(message.payload->size()) : 0;
   if (natsMsg_Create(&made, message.subject.c_str(), reply, data, size) != NATS_OK) return false;
-  const Owned<natsMsg> owned(made, natsMsg_Destroy);
+  Owned<natsMsg> owned(made, natsMsg_Destroy);
   bool all = true;
   const auto set = [&](const char* name, const std::string& text) {
     all = all && natsMsgHeader_Set(made, name, text.c_str()) == NATS_OK;
@@ -204,7 +209,9 @@ bool Link::Publish(const Outgoing& message, const Headers& headers) {
   if (headers.sequence > 0) set(header::age, textOf(headers.age));
   set(header::clock, textOf(headers.clock));
   if (headers.part > 0) set(header::part, std::to_string(headers.part));
-  return all && natsConnection_PublishMsg(connection, made) == NATS_OK;
+  all = all && natsConnection_PublishMsg(connection, made) == NATS_OK;
+  used.Add(std::move(owned), static_cast<std::size_t>(size));
+  return all;
 }
 
 uint64_t Link::Overrun() const {

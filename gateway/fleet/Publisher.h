@@ -3,10 +3,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
 
 #include "gateway/fleet/Bus.h"
 #include "gateway/fleet/FleetCounts.h"
@@ -45,11 +45,11 @@ class Publisher {
 
   Bus& bus;
   const Origin self;
-  std::map<std::string, uint64_t> sequences;  ///< by subject; the thread's
-  mutable std::mutex mutex;                   // guards all below
+  std::unordered_map<std::string, uint64_t> sequences;  ///< by subject; the thread's
+  mutable std::mutex mutex;                             // guards all below
   std::condition_variable changed;
   std::condition_variable drained;
-  std::map<std::string, Outgoing> slots;
+  std::unordered_map<std::string, Outgoing> slots;
   std::deque<std::string> order;
   std::deque<std::string> tooLarge;
   PublishedCounts counts;

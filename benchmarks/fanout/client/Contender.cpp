@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <map>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -32,11 +34,11 @@ std::string withoutAgain(std::string kind) {
   return kind;
 }
 
-bool isGateway(const std::string& kind) { return kind == "gateway" || kind == "gateway-tcp"; }
+bool isGateway(const std::string& kind) { return kind == "gateway" || kind == "gateway-tcp" || kind == "fleet"; }
 
 /// What a server of this kind and its subscribers speak.
 std::string protocolOf(const std::string& kind) {
-  if (kind == "gateway") return "live";
+  if (kind == "gateway" || kind == "fleet") return "live";
   if (kind == "gateway-tcp" || kind == "frames") return "live-tcp";
   return isBroker(kind) ? kind : "grpc";
 }
@@ -54,6 +56,7 @@ Contender::Contender(std::string given, const std::filesystem::path& folder, std
     : kind(withoutAgain(std::move(given))),
       port(test::freePort()),
       enginePort(isGateway(kind) ? test::freePort() : port),
+      ports{port},
       timelineFile(memfd_create("timeline", 0)) {
   timeline = mapTimeline(timelineFile);
   for (const Load& load : {smallLoad(), mediumLoad(), largeLoad()}) {
@@ -61,8 +64,8 @@ Contender::Contender(std::string given, const std::filesystem::path& folder, std
   }
   if (isBroker(kind)) relay = startBroker(kind, port, folder);
   StartEngine(folder, std::move(wrapper));
-  if (isGateway(kind)) relay = startGateway(port, enginePort, folder);
-  subscribers = std::make_unique<Subscribers>(protocolOf(kind), port, numberOffsets);
+  if (isGateway(kind)) StartGateways(folder);
+  subscribers = std::make_unique<Subscribers>(protocolOf(kind), ports, numberOffsets);
   SetLoad("W64");
 }
 
@@ -72,6 +75,23 @@ Contender::~Contender() {
   close(commands);
   munmap(timeline, sizeof(Timeline));
   close(timelineFile);
+}
+
+void Contender::StartGateways(const std::filesystem::path& folder) {
+  const std::string device = "desk=127.0.0.1:" + std::to_string(enginePort);
+  if (kind != "fleet") {
+    relay = startGateway(port, {device}, folder);
+    return;
+  }
+  const uint16_t natsPort = test::freePort();
+  const std::string nats = "--nats=nats://127.0.0.1:" + std::to_string(natsPort);
+  fleet.push_back(startBroker("nats-server", natsPort, folder));
+  relay = startGateway(port, {device, nats, "--name=rack-1"}, folder);
+  for (const char* name : {"--name=rack-2", "--name=rack-3"}) {
+    ports.push_back(test::freePort());
+    fleet.push_back(startGateway(ports.back(), {nats, name}, folder));
+    awaitDesk(ports.back());
+  }
 }
 
 void Contender::StartEngine(const std::filesystem::path& folder, std::vector<std::string> arguments) {
@@ -168,7 +188,7 @@ Observation Contender::Paced(std::size_t events, std::size_t settling) {
   WaitUntilQuiet();
   subscribers->Forget();
   const uint32_t first = timeline->events + static_cast<uint32_t>(settling);
-  Send({Command::pace, static_cast<uint32_t>(settling + events)});
+  Send({Command::pace, static_cast<uint32_t>(settling + events), static_cast<uint32_t>(cadence.count())});
   while (timeline->events < first) subscribers->Poll(1ms);
   const int64_t serverBefore = Server().CpuNs();
   const int64_t publisherBefore = engine->CpuNs();
@@ -190,12 +210,14 @@ Observation Contender::Observe(uint32_t first, int64_t serverBefore, int64_t pub
   observation.events = end - first;
   for (uint32_t sequence = first; sequence != end; ++sequence) {
     observation.heldNs.push_back(timeline->At(sequence).heldNs);
+    observation.heldCpuNs.push_back(timeline->At(sequence).cpuNs);
   }
   for (const auto& arrival : subscribers->Arrivals()) {
     if (arrival.sequence - first >= observation.events) continue;  // a late message of the measurement before
     observation.latencyNs.push_back(arrival.ns - timeline->At(arrival.sequence).beginNs);
   }
   observation.messages = observation.latencyNs.size();
+  observation.addedNs = AddedNs(first, end);
   observation.longestGapNs = LongestGapNs(first, end);
   return observation;
 }
@@ -212,6 +234,19 @@ int64_t Contender::LongestGapNs(uint32_t first, uint32_t end) const {
   }
   for (std::size_t i = 0; i < newest.size(); ++i) arrive(i, timeline->At(end - 1).beginNs);
   return longest;
+}
+
+std::vector<int64_t> Contender::AddedNs(uint32_t first, uint32_t end) const {
+  std::map<uint32_t, std::array<int64_t, 2>> pairs;
+  for (const auto& arrival : subscribers->Arrivals()) {
+    const bool counts = arrival.subscriber < 2 && arrival.sequence - first < end - first;
+    if (counts) pairs[arrival.sequence].at(arrival.subscriber) = arrival.ns;
+  }
+  std::vector<int64_t> added;
+  for (const auto& [sequence, ns] : pairs) {
+    if (ns[0] != 0 && ns[1] != 0) added.push_back(ns[1] - ns[0]);
+  }
+  return added;
 }
 
 std::vector<int64_t> Contender::JoinNs(std::size_t times) {

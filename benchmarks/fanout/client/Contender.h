@@ -22,8 +22,10 @@ struct Observation {
   int64_t publisherNs = 0;  ///< CPU time of the engine's process, when another process relays what it sends
   std::size_t threads = 0;  ///< of the server
   std::vector<int64_t> heldNs;
+  std::vector<int64_t> heldCpuNs;  ///< of the engine's thread while it was held
   std::vector<int64_t> latencyNs;
-  int64_t longestGapNs = 0;  ///< the longest time without a message, of the subscriber that waited longest
+  std::vector<int64_t> addedNs;  ///< how much later the second subscriber had a message than the first
+  int64_t longestGapNs = 0;      ///< the longest time without a message, of the subscriber that waited longest
 };
 
 /// Bytes of the server for one more subscriber.
@@ -37,7 +39,8 @@ struct Memory {
 class Contender {
  public:
   /// `kind`: module, minimal, ordinary, floor, frames, a broker's name, or gateway, which follows a module; gateway-tcp
-  /// has viewers that do not acknowledge. "-again" behind it is left out. `folder` takes its files; `wrapper` is a
+  /// has viewers that do not acknowledge; fleet is three gateways on NATS, of which the first follows the module, and
+  /// viewers are at each in turn. "-again" behind it is left out. `folder` takes its files; `wrapper` is a
   /// command that runs the engine's process, such as valgrind with its options.
   Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper = {});
   ~Contender();
@@ -55,6 +58,8 @@ class Contender {
   Observation ClosedLoop(std::chrono::milliseconds time);
   /// Emits events at the engine's pace; observes them after those of `settling`.
   Observation Paced(std::size_t events, std::size_t settling = 0);
+  /// Sets that pace.
+  void SetCadence(std::chrono::milliseconds time) { cadence = time; }
 
   /// Lets the newest subscribers read no more, and disconnects those that were stopped before.
   void Stall(std::size_t count) { subscribers->Stall(count); }
@@ -72,6 +77,7 @@ class Contender {
   using Clock = std::chrono::steady_clock;
 
   const ServerProcess& Server() const { return relay ? *relay : *engine; }
+  void StartGateways(const std::filesystem::path& folder);
   void StartEngine(const std::filesystem::path& folder, std::vector<std::string> arguments);
   void Send(const Command& command) const;
   void AwaitDone();
@@ -79,15 +85,19 @@ class Contender {
   void WaitUntilQuiet();
   Observation Observe(uint32_t first, int64_t serverBefore, int64_t publisherBefore);
   int64_t LongestGapNs(uint32_t first, uint32_t end) const;
+  std::vector<int64_t> AddedNs(uint32_t first, uint32_t end) const;
 
   const std::string kind;
   const uint16_t port;
   const uint16_t enginePort;
+  std::vector<uint16_t> ports;  ///< of the server
+  std::chrono::milliseconds cadence{20};
   int commands = -1;
   int timelineFile = -1;
   Timeline* timeline = nullptr;
   NumberOffsets numberOffsets;
-  std::unique_ptr<ServerProcess> relay;  ///< a broker or the gateway
+  std::unique_ptr<ServerProcess> relay;               ///< a broker or the gateway
+  std::vector<std::unique_ptr<ServerProcess>> fleet;  ///< besides: NATS and other gateways
   std::unique_ptr<ServerProcess> engine;
   std::unique_ptr<Subscribers> subscribers;
 };

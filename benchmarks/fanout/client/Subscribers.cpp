@@ -26,9 +26,9 @@ int64_t nowNs() {
 
 }  // namespace
 
-Subscribers::Subscribers(std::string protocol, uint16_t port, const NumberOffsets& numberOffsets)
+Subscribers::Subscribers(std::string protocol, std::vector<uint16_t> ports, const NumberOffsets& numberOffsets)
     : protocol(std::move(protocol)),
-      port(port),
+      ports(std::move(ports)),
       numberOffsets(numberOffsets),
       poll(epoll_create1(EPOLL_CLOEXEC)),
       ticks(this->protocol.starts_with("live")),
@@ -41,8 +41,10 @@ Subscribers::~Subscribers() { close(poll); }
 Subscribers::Connection::~Connection() { close(socket); }
 
 void Subscribers::Open() {
+  const auto number = static_cast<uint32_t>(connections.size());
+  const uint16_t port = ports.at(number % ports.size());
   auto& connection = *connections.emplace_back(std::make_unique<Connection>(connectTo(port)));
-  connection.number = static_cast<uint32_t>(connections.size() - 1);
+  connection.number = number;
   connection.decoder = makeDecoder(protocol, numberOffsets);
   sendAll(connection.socket, connection.decoder->Greeting());
   epoll_event event{EPOLLIN, {.ptr = &connection}};

@@ -20,7 +20,8 @@ class Subscribers {
     int64_t ns;           ///< steady clock
   };
 
-  Subscribers(std::string protocol, uint16_t port, const NumberOffsets& numberOffsets);
+  /// On these ports in turn.
+  Subscribers(std::string protocol, std::vector<uint16_t> ports, const NumberOffsets& numberOffsets);
   ~Subscribers();
   Subscribers(const Subscribers&) = delete;
   Subscribers& operator=(const Subscribers&) = delete;
@@ -70,7 +71,7 @@ class Subscribers {
   void Tick();
 
   const std::string protocol;
-  const uint16_t port;
+  const std::vector<uint16_t> ports;
   const NumberOffsets& numberOffsets;
   const int poll;
   const bool ticks;  ///< whether decoders send by themselves

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <functional>
 #include <map>
@@ -25,8 +26,6 @@ namespace {
 
 using bench::Command;
 using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds cadence{20};
 
 std::unique_ptr<bench::Subject> start(const std::string& kind, sim::Engine& engine, uint16_t port) {
   if (kind == "module") return bench::startModule(engine, port);
@@ -47,6 +46,12 @@ bench::Timeline& mapTimeline() {
 
 int64_t ns(Clock::duration duration) { return std::chrono::duration_cast<std::chrono::nanoseconds>(duration).count(); }
 
+int64_t threadCpuNs() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return time.tv_sec * 1'000'000'000 + time.tv_nsec;
+}
+
 void becomeRealTime() {
   sched_param parameters{};
   parameters.sched_priority = 50;
@@ -60,6 +65,7 @@ class Server {
       auto& event = timeline.At(subject->sequence);
       event.beginNs = ns(Clock::now().time_since_epoch()) - held.count();
       event.heldNs = held.count();
+      event.cpuNs = threadCpuNs() - cpuBefore;
     });
   }
 
@@ -77,7 +83,7 @@ class Server {
         subject->Prepare(load);
         return Answer();
       case Command::emit: return Emit();
-      case Command::pace: return Pace(command.count);
+      case Command::pace: return Pace(command.count, std::chrono::milliseconds(command.cadenceMs));
       case Command::startCounting:
         CALLGRIND_START_INSTRUMENTATION;
         CALLGRIND_ZERO_STATS;
@@ -93,11 +99,12 @@ class Server {
     const uint32_t number = timeline.events;
     subject->sequence = number;
     bench::setSequence(load.values, number);
+    cpuBefore = threadCpuNs();
     engine.Emit(sim::Event::meterFast, load.values);
     timeline.events = number + 1;
   }
 
-  void Pace(uint32_t count) {
+  void Pace(uint32_t count, std::chrono::milliseconds cadence) {
     auto next = Clock::now();
     for (uint32_t i = 0; i < count; ++i, next += cadence) {
       std::this_thread::sleep_until(next);
@@ -111,6 +118,7 @@ class Server {
   }
 
   bench::Timeline& timeline;
+  int64_t cpuBefore = 0;  ///< the event
   bench::Load load = bench::mediumLoad();
   sim::Engine engine;
   std::unique_ptr<bench::Subject> subject;
