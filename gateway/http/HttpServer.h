@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -91,6 +92,7 @@ class HttpServer {
   std::set<Session*> sessions;
   std::size_t readers = 0;  ///< sessions that stream
   Unsent unsent;
+  std::array<char, 64 << 10> scratch{};  ///< takes what sessions read and nobody wants
   std::map<std::string, uint64_t> refused;
 };
 

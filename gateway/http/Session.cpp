@@ -29,6 +29,8 @@ using std::chrono::steady_clock;
 constexpr std::size_t writeSize = 64 << 10;
 /// What a client may send while it gets a stream.
 constexpr std::size_t discardLimit = 4 << 10;
+/// The same of one whose connection ends: it may send all of its request before it reads the answer.
+constexpr std::size_t lingerLimit = 2 << 20;
 constexpr std::chrono::seconds lingerTime{1};
 /// Of a stream, while too much waits for clients.
 constexpr std::chrono::milliseconds restTime{100};
@@ -259,6 +261,7 @@ void Session::Linger() {
   Error ignored;
   socket.shutdown(Socket::shutdown_send, ignored);
   EndAfter(lingerTime);
+  mayDiscard = lingerLimit;
   DiscardInput();
 }
 
@@ -326,6 +329,7 @@ void Session::Stream(std::unique_ptr<Source> next) {
   ++server.readers;
   pumping = true;
   source->Start([this] { PumpLater(); });
+  mayDiscard = discardLimit;
   DiscardInput();
   Write(asio::const_buffer(asio::buffer(header)), &Session::OnPiece);
 }
@@ -372,13 +376,14 @@ void Session::OnPiece(const Error& error) {
 /// Shows that a client has left. What it sends is of no use.
 void Session::DiscardInput() {
   if (std::exchange(discarding, true)) return;
-  socket.async_read_some(asio::buffer(scratch), [self = shared_from_this()](const Error& error, std::size_t size) {
-    if (self->closed) return;
-    self->discarding = false;
-    self->discarded += size;
-    if (error || self->discarded > discardLimit) return self->Close();
-    self->DiscardInput();
-  });
+  socket.async_read_some(asio::buffer(server.scratch),
+                         [self = shared_from_this()](const Error& error, std::size_t size) {
+                           if (self->closed) return;
+                           self->discarding = false;
+                           if (error || size > self->mayDiscard) return self->Close();
+                           self->mayDiscard -= size;
+                           self->DiscardInput();
+                         });
 }
 
 // ---- Deadlines ----

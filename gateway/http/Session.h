@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <boost/asio/basic_stream_socket.hpp>
 #include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/io_context.hpp>
@@ -108,9 +107,8 @@ class Session final : public std::enable_shared_from_this<Session> {
   Octets body;  ///< counted as unsent
   std::unique_ptr<Source> source;
   bool pumping = false;  ///< a Pump is posted or rests, or a piece is being written
-  std::array<char, 512> scratch{};
   bool discarding = false;
-  std::size_t discarded = 0;
+  std::size_t mayDiscard = 0;
 };
 
 }  // namespace corvalux::gateway

@@ -1,4 +1,5 @@
 """What the gateway refuses, how it says so, and that nobody else is harmed by it."""
+import contextlib
 import json
 import time
 from collections import Counter
@@ -56,6 +57,29 @@ def each_is_refused_and_counted(gateway, events):
     for reason, count in expected.items():
         series = f'corvalux_gateway_refused_total{{reason="{reason}"}}'
         wait_for(lambda: gateway.metric(series) == count, f"{count} were counted as {reason}")
+    events.is_healthy()
+
+
+def who_is_refused_may_send_the_rest_of_the_request(gateway, events):
+    """As clients do that read only then; a connection that is closed with input unread takes the answer away."""
+    with gateway.connect() as connection:
+        connection.sendall(ask("Content-Length: 1000000", first="POST / HTTP/1.1"))
+        check(status_of(received(connection)) == 405, "refused before the body came")
+        for _ in range(10):
+            connection.sendall(100_000 * b"x")
+            time.sleep(0.01)
+    events.is_healthy()
+
+
+def but_not_without_an_end(gateway, events):
+    with gateway.connect() as connection:
+        connection.sendall(ask("Content-Length: 1000000000", first="POST / HTTP/1.1"))
+        received(connection)
+        sent = 0
+        with contextlib.suppress(ConnectionError):
+            while sent < 1_000_000_000:
+                sent += connection.send(100_000 * b"x")
+        check(sent < 100_000_000, f"{sent} bytes were taken")
     events.is_healthy()
 
 
@@ -164,7 +188,8 @@ with folder() as place, device(f"unix:{place}/desk"):
     with Gateway(desk, *OPTIONS) as served:
         served.wait_until("live")
         with served.events() as healthy:
-            for test in (each_is_refused_and_counted, names_that_were_allowed_are_served, a_slow_header_is_ended,
+            for test in (each_is_refused_and_counted, who_is_refused_may_send_the_rest_of_the_request, but_not_without_an_end,
+                         names_that_were_allowed_are_served, a_slow_header_is_ended,
                          an_idle_connection_is_ended, requests_may_follow_each_other, head_is_the_header_alone,
                          patterns_and_rates_are_limited, clients_may_leave_in_the_middle):
                 print(test.__name__.replace("_", " "))
