@@ -4,6 +4,7 @@
 #include <chrono>
 #include <exception>
 #include <stdexcept>
+#include <vector>
 
 #include "fanout/server/GrpcServer.h"
 
@@ -59,7 +60,7 @@ void Scene::Start() {
 }
 
 void Scene::Subscribe() {
-  subscribers = std::make_unique<Subscribers>("grpc", port, offsets);
+  subscribers = std::make_unique<Subscribers>("grpc", std::vector{port}, offsets);
   subscribers->Resize(clients);
   const auto deadline = Clock::now() + 60s;
   while (!subscribers->AllHeard()) {
