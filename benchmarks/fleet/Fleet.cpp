@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "fanout/Sockets.h"
 #include "fanout/client/Contender.h"
 #include "fanout/client/Figures.h"
+#include "support/Program.h"
 
 namespace {
 
@@ -92,11 +92,4 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "corvalux-bench-fleet: %s\n", e.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, run); }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -14,6 +13,7 @@
 #include "fanout/Sockets.h"
 #include "fanout/client/Contender.h"
 #include "fanout/client/Figures.h"
+#include "support/Program.h"
 #include "viewers/LiveDecoder.h"
 
 namespace {
@@ -126,11 +126,4 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "corvalux-bench-viewers: %s\n", e.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, run); }

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -18,6 +17,7 @@
 #include "fanout/Sockets.h"
 #include "fanout/client/Contender.h"
 #include "fanout/client/Figures.h"
+#include "support/Program.h"
 
 namespace {
 
@@ -175,11 +175,4 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "corvalux-bench-fanout: %s\n", e.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, run); }
