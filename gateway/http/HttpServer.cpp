@@ -90,7 +90,8 @@ HttpServer::HttpServer(asio::io_context& loop, HttpSettings given, Handler handl
       onRefused(std::move(onRefused)),
       admission(settings.admission),
       acceptor(Acceptor<Tcp>(loop.get_executor())),
-      pause(loop) {
+      pause(loop),
+      unsent(settings.unsentBytes) {
   checkListen(settings.listen);
   if (settings.listen.starts_with("unix:")) {
     ListenOnFile(settings.listen.substr(5));

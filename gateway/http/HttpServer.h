@@ -19,7 +19,7 @@
 #include "gateway/http/NameCheck.h"
 #include "gateway/http/Reply.h"
 #include "gateway/http/Session.h"
-#include "gateway/http/Unsent.h"
+#include "gateway/http/UnsentShares.h"
 
 namespace corvalux::gateway {
 
@@ -32,7 +32,7 @@ struct HttpSettings {
   std::chrono::seconds headerTime{5};    ///< for it
   std::chrono::seconds idleTime{60};     ///< until the next request
   std::chrono::seconds stallTime{20};    ///< without progress of a write
-  std::size_t unsentBytes = 64UL << 20;  ///< of responses and pieces, of all clients together
+  std::size_t unsentBytes = 64UL << 20;  ///< of responses and pieces, for all clients together
 };
 
 /// Throws std::invalid_argument with a sentence for what is neither ADDRESS:PORT nor unix:PATH.
@@ -91,7 +91,7 @@ class HttpServer {
   bool localOnly = true;
   std::set<Session*> sessions;
   std::size_t readers = 0;  ///< sessions that stream
-  Unsent unsent;
+  UnsentShares unsent;
   std::array<char, 64 << 10> scratch{};  ///< takes what sessions read and nobody wants
   std::map<std::string, uint64_t> refused;
 };

@@ -53,7 +53,8 @@ Session::Session(HttpServer& server, Socket socket, Peer peer)
       peer(std::move(peer)),
       timer(server.loop),
       rest(server.loop),
-      input(server.settings.headerBytes + 1) {}
+      input(server.settings.headerBytes + 1),
+      client(this->peer.address) {}
 
 /// Open only when an exception has dropped what was pending.
 Session::~Session() {
@@ -169,15 +170,14 @@ std::optional<Response> Session::NameRefusal() {
 }
 
 std::optional<Response> Session::AddressRefusal() {
-  const std::string address = ClientAddress();
-  if (!server.admission.MayAsk(address, steady_clock::now())) {
-    server.Count("rate", address);
+  if (!server.admission.MayAsk(client, steady_clock::now())) {
+    server.Count("rate", client);
     return errorResponse(429, "too many requests");
   }
   if (!peer.trusted) return std::nullopt;
-  forwardedPlace = server.admission.EnterFrom(address);
+  forwardedPlace = server.admission.EnterFrom(client);
   if (forwardedPlace) return std::nullopt;
-  server.Count("address", address);
+  server.Count("address", client);
   return errorResponse(503, "too many connections from this address");
 }
 
@@ -200,6 +200,7 @@ std::string Session::ClientAddress() const {
 // ---- Sending a reply ----
 
 void Session::Answer() {
+  client = ClientAddress();
   keepAlive = parser->get().keep_alive();
   headOnly = parser->get().method() == http::verb::head;
   if (const auto refusal = Refusal()) return Send(*refusal);
@@ -224,23 +225,23 @@ Reply Session::ReplyTo(const Request& request) {
     server.Count("failed", peer.address);
     reply = errorResponse(500, "failed; the log of the gateway may say more");
   }
-  server.admission.Charge(ClientAddress(), threadTime() - begin);
+  server.admission.Charge(client, threadTime() - begin);
   return reply;
 }
 
 void Session::Hold(Octets octets) {
+  if (octets) server.unsent.Add(octets, client);
   body = std::move(octets);
-  if (body) server.unsent.Add(body);
 }
 
 void Session::Release() {
-  if (body) server.unsent.Remove(body);
+  if (body) server.unsent.Remove(body, client);
   body.reset();
 }
 
 void Session::Send(const Response& response) {
-  if (server.unsent.BytesWith(response.body) > server.settings.unsentBytes && response.body->size() > 1024) {
-    server.Count("unsent", peer.address);
+  if (response.body->size() > 1024 && !server.unsent.HasRoomFor(response.body, client)) {
+    server.Count("unsent", client);
     return Send(errorResponse(503, "too many responses wait for slow clients"));
   }
   Hold(response.body);
@@ -312,8 +313,7 @@ void Session::HandOver(const Upgrade& upgrade) {
     return Send(errorResponse(400, "octets came before the answer to the handshake"));
   }
   auto place = forwardedPlace ? std::move(forwardedPlace) : std::move(peer.addressPlace);
-  const std::string address = ClientAddress();
-  Handover given{std::move(socket), parser->release(),     address,
+  Handover given{std::move(socket), parser->release(),     client,
                  server.admission,  std::move(peer.place), std::move(place)};
   Close();
   upgrade(std::move(given));
@@ -343,7 +343,7 @@ void Session::PumpLater() {
 }
 
 void Session::Pump() {
-  if (server.unsent.Bytes() >= server.settings.unsentBytes) return Rest();
+  if (!server.unsent.HasRoom(client)) return Rest();
   try {
     Hold(source->Next());
   } catch (const std::exception&) {

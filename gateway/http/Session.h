@@ -104,7 +104,8 @@ class Session final : public std::enable_shared_from_this<Session> {
   bool readingHeader = false;
   std::unique_ptr<Admission::Ticket> forwardedPlace;  ///< of the proxy's client, for the request
   std::string header;
-  Octets body;  ///< counted as unsent
+  std::string client;  ///< the address that pays; a proxy tells that of its own client
+  Octets body;         ///< counted as unsent
   std::unique_ptr<Source> source;
   bool pumping = false;  ///< a Pump is posted or rests, or a piece is being written
   bool discarding = false;

@@ -36,6 +36,7 @@ class Unsent {
       std::swap(piece, other.piece);
       return *this;
     }
+    std::size_t Bytes() const { return piece ? piece->size() : 0; }
 
    private:
     Unsent* unsent = nullptr;

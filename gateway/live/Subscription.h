@@ -62,6 +62,8 @@ class Subscription final : private Excerpt::Follower {
   bool Shown() const { return next == wanted.streams.size(); }
   /// Whether it holds the values of a snapshot of which a part has been sent.
   bool Showing() const { return present.has_value(); }
+  /// Their bytes.
+  std::size_t UnsentBytes() const { return present ? present->hold.Bytes() : 0; }
 
  private:
   /// A stream of the device, as far as the viewer has it.

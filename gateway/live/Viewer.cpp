@@ -278,6 +278,12 @@ void Viewer::Send(std::string head, const Piece& piece) {
   if (piece.octets) written = Unsent::Hold(viewers.unsent, piece.octets);
 }
 
+std::size_t Viewer::UnsentBytes() const {
+  std::size_t bytes = written.Bytes();
+  for (const auto& [number, subscription] : subscriptions) bytes += subscription->UnsentBytes();
+  return bytes;
+}
+
 void Viewer::OnWritten() {
   writing.reset();
   written = {};

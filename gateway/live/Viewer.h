@@ -38,6 +38,8 @@ class Viewer final : public std::enable_shared_from_this<Viewer>, private WebSoc
   void Drop();
   /// Since when a message waits for the viewer to take it.
   const std::optional<Clock::time_point>& Writing() const { return writing; }
+  /// The bytes of values that are held for it, shared or not.
+  std::size_t UnsentBytes() const;
 
   const std::string& Address() const { return address; }
 

@@ -2,6 +2,7 @@
 
 #include <boost/asio/post.hpp>
 #include <random>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -76,11 +77,16 @@ void Viewers::Left(Viewer& viewer) {
   if (all.empty() && ended) std::exchange(ended, nullptr)();
 }
 
-/// Somebody who has kept a message waiting the longest makes room for all others.
+/// One makes room for all others: of the address for which most waits, who has kept a message waiting the longest.
 void Viewers::Relieve() {
+  std::unordered_map<std::string_view, std::size_t> waiting;  // bytes, by address
+  for (const auto& [place, viewer] : all) waiting[viewer->Address()] += viewer->UnsentBytes();
   Viewer* slowest = nullptr;
   for (const auto& [place, viewer] : all) {
-    if (viewer->Writing() && (!slowest || *viewer->Writing() < *slowest->Writing())) slowest = place;
+    if (!viewer->Writing()) continue;
+    const std::size_t least = slowest ? waiting[slowest->Address()] : 0;
+    const std::size_t its = waiting[viewer->Address()];
+    if (!slowest || its > least || (its == least && *viewer->Writing() < *slowest->Writing())) slowest = place;
   }
   if (!slowest) return;
   onRefused("viewer unsent", slowest->Address());

@@ -127,6 +127,11 @@ class Sessions : public testing::Test {
 
 constexpr const char* get = "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n";
 
+/// As a proxy asks for its client at this address.
+std::string getFor(const std::string& address, const std::string& target) {
+  return "GET " + target + " HTTP/1.1\r\nHost: localhost\r\nX-Forwarded-For: " + address + "\r\n\r\n";
+}
+
 }  // namespace
 
 TEST_F(Sessions, RefuseEveryTransferCodingAndReadNothingBehindIt) {
@@ -173,6 +178,7 @@ TEST_F(Sessions, SendTheWholeRefusalAfterARequestForTheHeadOnly) {
 }
 
 TEST_F(Sessions, TakeNoPieceWhileTooMuchWaitsForOthers) {
+  settings.trustedProxies = {"unix"};
   settings.unsentBytes = 1 << 20;
   std::array<std::atomic<int>, 2> taken{};
   handler = [&](const Request& request) -> Reply {
@@ -181,16 +187,48 @@ TEST_F(Sessions, TakeNoPieceWhileTooMuchWaitsForOthers) {
   };
   Serve();
   auto stalled = Connect();
-  stalled->Send("GET /stalled HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  stalled->Send(getFor("10.0.0.1", "/stalled"));
   ASSERT_TRUE(test::eventually([&] { return taken[0] > 0; }));
   const auto other = Connect();
-  other->Send("GET /other HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  other->Send(getFor("10.0.0.2", "/other"));
   EXPECT_THAT(other->Receive("\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
   for (int i = 0; i < 3; ++i) EXPECT_THAT(Exchange(get), HasSubstr("hello")) << "the loop has had its turns";
   EXPECT_EQ(taken[0], 1);
   EXPECT_EQ(taken[1], 0);
   stalled.reset();
   EXPECT_TRUE(test::eventually([&] { return taken[1] > 0; }));
+}
+
+TEST_F(Sessions, LeaveRoomForOthersHoweverMuchWaitsForAnAddress) {
+  settings.trustedProxies = {"unix"};
+  settings.unsentBytes = 8 << 20;
+  std::atomic<int> taken = 0;
+  handler = [&taken](const Request& request) -> Reply {
+    if (request.path.empty()) return Hello();
+    if (request.path.front() == "large") {
+      return Response{200, "text/plain", std::make_shared<const std::string>(3 << 20, 'x')};
+    }
+    return std::make_unique<Pieces>(taken);
+  };
+  Serve();
+  std::vector<std::unique_ptr<Client>> connections;
+  const auto ask = [&](const std::string& address, const std::string& target) {
+    connections.push_back(Connect());
+    connections.back()->Send(getFor(address, target));
+    return connections.back()->Receive("\r\n\r\n");
+  };
+  for (int i = 1; i <= 2; ++i) {
+    EXPECT_THAT(ask("10.0.0.1", "/pieces"), StartsWith("HTTP/1.1 200 "));
+    ASSERT_TRUE(test::eventually([&] { return taken == i; }));
+  }
+  EXPECT_THAT(ask("10.0.0.1", "/large"), StartsWith("HTTP/1.1 503 "));
+  EXPECT_THAT(Refusals(), testing::ElementsAre("unsent 10.0.0.1"));
+  EXPECT_THAT(ask("10.0.0.1", "/"), StartsWith("HTTP/1.1 200 "));
+  EXPECT_THAT(ask("10.0.0.1", "/pieces"), StartsWith("HTTP/1.1 200 "));
+  EXPECT_THAT(ask("10.0.0.2", "/large"), StartsWith("HTTP/1.1 200 ")) << "more than a share, but nothing else waits";
+  EXPECT_EQ(taken, 2) << "the third stream of the first address waits";
+  EXPECT_THAT(ask("10.0.0.3", "/pieces"), StartsWith("HTTP/1.1 200 "));
+  EXPECT_TRUE(test::eventually([&] { return taken == 3; }));
 }
 
 TEST_F(Sessions, KnowAnIpv4ClientByItsAddressWhenTheyListenOnIpv6) {

@@ -64,9 +64,9 @@ def full(connection):
 
 
 @contextlib.contextmanager
-def frozen(gateway, streams, acknowledges):
+def frozen(gateway, streams, acknowledges, **options):
     """A viewer's connection that is full, since nobody reads it."""
-    with gateway.connect() as connection:
+    with gateway.connect(**options) as connection:
         connection.sendall(upgrade())
         check(connection.recv(4096).startswith(b"HTTP/1.1 101 "), "a viewer begins")
         for message in (live.FromViewer(hello=live.ViewerHello(acknowledges=acknowledges)),
@@ -298,6 +298,27 @@ async def a_hidden_viewer_gets_the_rest_of_a_snapshot(gateway):
         check(any(message.snapshot.last for message in messages(connection)), "nothing is held for it")
 
 
+async def who_leaves_the_most_unread_makes_room(place):
+    """Not the one who has waited the longest, at another address."""
+    def dropped():
+        return gateway.metric('corvalux_gateway_refused_total{reason="viewer unsent"}') or 0
+
+    options = (f"desk=unix:{place}/large", "--max-unsent", "1048576", "--max-metrics", "100000")
+    with device(f"unix:{place}/large", "--channels", "1024", "--fast-hz", "10"), Gateway(*options) as gateway, \
+            contextlib.ExitStack() as connections:
+        gateway.wait_until("live")
+        connections.enter_context(frozen(gateway, [1], False, source="127.0.0.2"))
+        others = 0
+        while dropped() == 0 and others < 20:
+            connections.enter_context(frozen(gateway, [1], False))
+            others += 1
+        wait_for(lambda: gateway.metric("corvalux_gateway_viewers") == 1 + others - dropped(), "who is dropped is gone")
+        check(others > 2 and dropped() < others, "the room is for several")
+        refused = [line for line in gateway.texts["errors"].splitlines() if "viewer unsent" in line]
+        check(refused and all("127.0.0.1" in line for line in refused), f"one of the others makes room: {refused}")
+        await healthy(gateway)
+
+
 async def on_a_socket_file():
     with folder() as place, device(f"unix:{place}/desk", "--channels", "1024"):
         with Gateway(f"desk=unix:{place}/desk", "--stall-time", "3", listen=f"unix:{place}/http") as gateway:
@@ -320,6 +341,7 @@ async def main():
             check(gateway.metric('corvalux_gateway_refused_total{reason="viewer message"}') == 11, "refusals are counted")
         await a_device_that_is_dropped_ends_its_subscriptions(place)
         await subscriptions_count_as_requests(place)
+        await who_leaves_the_most_unread_makes_room(place)
 
 
 async def work():
