@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 /// How many rounds: few in every test run, thousands with CORVALUX_TEST_ROUNDS.
 int rounds() {
   const char* text = std::getenv("CORVALUX_TEST_ROUNDS");
-  return text ? std::atoi(text) : 20;
+  return text ? std::atoi(text) : 10;
 }
 
 /// Connections that the library may lose: gRPC 1.51 forgets one that it accepts just when its server stops. About one
