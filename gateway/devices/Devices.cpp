@@ -52,8 +52,9 @@ Device* Devices::Find(const std::string& name) const {
 
 void Devices::CheckLater() {
   timer.expires_after(checkInterval);
-  timer.async_wait([this](const boost::system::error_code& error) {
-    if (error) return;
+  // To cancel the timer does not take back what is due already.
+  timer.async_wait([this, exists = std::weak_ptr(token)](const boost::system::error_code& error) {
+    if (error || exists.expired()) return;
     const auto now = Device::Clock::now();
     for (const auto& [name, device] : devices) device->CheckSilence(now);
     CheckLater();

@@ -38,6 +38,7 @@ class Devices {
   const DeviceSettings settings;
   const std::function<void(const Device&)> entered;
   boost::asio::steady_timer timer;
+  const std::shared_ptr<const char> token = std::make_shared<const char>();  ///< while this exists
   /// No one else shares a device; only what is posted to the loop asks whether it still exists.
   std::map<std::string, std::shared_ptr<Device>> devices;
 };

@@ -60,8 +60,9 @@ void Fleet::Take(const Incoming& incoming) {
 
 void Fleet::TickLater() {
   timer.expires_after(tickInterval);
-  timer.async_wait([this](const boost::system::error_code& error) {
-    if (error) return;
+  // To cancel the timer does not take back what is due already.
+  timer.async_wait([this, exists = std::weak_ptr(token)](const boost::system::error_code& error) {
+    if (error || exists.expired()) return;
     Tick();
     TickLater();
   });

@@ -55,6 +55,7 @@ class Fleet {
   FleetParts parts;
   std::map<std::string, std::unique_ptr<Member>> members;
   boost::asio::steady_timer timer;
+  const std::shared_ptr<const char> token = std::make_shared<const char>();  ///< while this exists
   bool connected = false;
   std::string why;           ///< not
   std::optional<Time> lost;  ///< since when
