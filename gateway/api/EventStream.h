@@ -34,7 +34,7 @@ class EventStream final : public Source, private Watcher {
   EventStream(boost::asio::io_context& loop, Device& device, Wanted wanted, uint64_t& skipped);
   ~EventStream() override;
 
-  void Start(std::function<void()> wake) override { this->wake = std::move(wake); }
+  void Start(std::function<void()> whenNew) override { wake = std::move(whenNew); }
   Octets Next() override;
   bool Ended() const override { return !device && !news; }
   const char* Type() const override { return "text/event-stream"; }

@@ -22,20 +22,20 @@ class UnsentShares {
   }
   void Remove(const Octets& piece, const std::string& address) {
     all.Remove(piece);
-    const auto share = shares.find(address);
-    share->second.Remove(piece);
-    if (share->second.Bytes() == 0) shares.erase(share);
+    const auto its = shares.find(address);
+    its->second.Remove(piece);
+    if (its->second.Bytes() == 0) shares.erase(its);
   }
 
   /// Whether one more piece may wait for this address.
   bool HasRoom(const std::string& address) const {
-    const auto share = shares.find(address);
-    return all.Bytes() < limit && (share == shares.end() || share->second.Bytes() < limit / 4);
+    const auto its = shares.find(address);
+    return all.Bytes() < limit && (its == shares.end() || its->second.Bytes() < limit / 4);
   }
   /// The same for a piece that may be known, and may be large; the first of an address may be larger than its share.
   bool HasRoomFor(const Octets& piece, const std::string& address) const {
-    const auto share = shares.find(address);
-    return all.BytesWith(piece) <= limit && (share == shares.end() || share->second.BytesWith(piece) <= limit / 4);
+    const auto its = shares.find(address);
+    return all.BytesWith(piece) <= limit && (its == shares.end() || its->second.BytesWith(piece) <= limit / 4);
   }
 
  private:
