@@ -135,7 +135,7 @@ TEST_F(StartStop, ClientThatFillsItsSocketHoldsNeitherStopNorTheNextStart) {
   Play();
   ASSERT_EQ(instance.Start({{"serverUrl", address}}), 0);
   test::FaultyClient stalled("stall-wide", address, 60.0);
-  std::this_thread::sleep_for(500ms);  // its socket fills meanwhile
+  std::this_thread::sleep_for(2s);  // its socket fills meanwhile, also where a sanitizer makes everything slow
   EXPECT_LT(TimedStop(), test::stopLimit);
   EXPECT_EQ(instance.record.moduleSlot, nullptr);
   EXPECT_EQ(log.Count(1, "destroying gRPC"), 0U) << "not held";
