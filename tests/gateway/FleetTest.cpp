@@ -136,8 +136,8 @@ TEST_F(Fleets, GiveTheOneThatJoinsThePresentPicture) {
 TEST_F(Fleets, MayEndWhenTheirTimerIsDue) {
   std::vector<std::unique_ptr<One>> all;
   for (const char* name : {"alpha", "beta", "edge"}) all.push_back(Gateway(name, false));
-  std::this_thread::sleep_for(milliseconds(200));  // until all timers are due
-  loop.run_one();                                  // which waits for its turn, but for one
+  std::this_thread::sleep_for(milliseconds(200));  // the timers of all are due
+  loop.run_one();                                  // one has its turn, the others wait for theirs
   const auto before = said;
   all.clear();
   loop.poll();
