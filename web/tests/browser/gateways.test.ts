@@ -57,7 +57,7 @@ test('a clip lights until somebody acknowledges it', async () => {
 });
 
 test('a tap on a strip acknowledges its clips', async () => {
-  const loud = await device('gateways-bus', '--seed', '7');
+  const loud = await device('gateways-bus', '--seed', '65');
   const { program, url } = await gateway({ loud: 'gateways-bus' });
   const page = await Page.open(browser, url, '#/loud?keys=bus/1', { touch: true });
   const clips = async () => Number(await page.text('.meters-table td:nth-of-type(4)'));
