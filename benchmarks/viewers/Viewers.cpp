@@ -24,8 +24,8 @@ struct Plan {
   int rounds = 7;
   std::size_t events = 100;
   std::vector<std::size_t> viewers = {1000, 256, 64};
-  std::vector<std::string> kinds = {"gateway",   "gateway-tcp", "frames", "frames-again",
-                                    "mosquitto", "nats-server", "module"};
+  std::vector<std::string> kinds = {"gateway",     "gateway-tcp", "frames",      "frames-again",
+                                    "frames-acks", "mosquitto",   "nats-server", "module"};
 };
 
 class Measurement {

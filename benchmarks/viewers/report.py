@@ -8,7 +8,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "fanout/
 from figures import Figures, Place, spread_of  # noqa: E402
 from tables import entry, head, ratio_entry, row  # noqa: E402
 
-SERVERS = ["gateway", "gateway-tcp", "frames", "mosquitto", "nats-server", "module"]
+SERVERS = ["gateway", "gateway-tcp", "frames", "frames-acks", "mosquitto", "nats-server", "module"]
 COUNTS = [64, 256, 1000]
 MS, US, KIB = 1e6, 1e3, 1024
 

@@ -38,7 +38,7 @@ bool isGateway(const std::string& kind) { return kind == "gateway" || kind == "g
 
 /// What a server of this kind and its subscribers speak.
 std::string protocolOf(const std::string& kind) {
-  if (kind == "gateway" || kind == "fleet") return "live";
+  if (kind == "gateway" || kind == "fleet" || kind == "frames-acks") return "live";
   if (kind == "gateway-tcp" || kind == "frames") return "live-tcp";
   return isBroker(kind) ? kind : "grpc";
 }

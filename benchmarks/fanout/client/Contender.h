@@ -38,10 +38,10 @@ struct Memory {
 /// function throws std::exception when the server misbehaves or exceeds the time limit.
 class Contender {
  public:
-  /// `kind`: module, minimal, ordinary, floor, frames, a broker's name, or gateway, which follows a module; gateway-tcp
-  /// has viewers that do not acknowledge; fleet is three gateways on NATS, of which the first follows the module, and
-  /// viewers are at each in turn. "-again" behind it is left out. `folder` takes its files; `wrapper` is a
-  /// command that runs the engine's process, such as valgrind with its options.
+  /// `kind`: module, minimal, ordinary, floor, frames, a broker's name, or gateway, which follows a module; frames-acks
+  /// has viewers that acknowledge, gateway-tcp some that do not; fleet is three gateways on NATS, of which the first
+  /// follows the module, and viewers are at each in turn. "-again" behind it is left out. `folder` takes its files;
+  /// `wrapper` is a command that runs the engine's process, such as valgrind with its options.
   Contender(std::string kind, const std::filesystem::path& folder, std::vector<std::string> wrapper = {});
   ~Contender();
   Contender(const Contender&) = delete;

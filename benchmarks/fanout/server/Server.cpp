@@ -33,7 +33,7 @@ std::unique_ptr<bench::Subject> start(const std::string& kind, sim::Engine& engi
   if (kind == "minimal") return bench::startMinimal(engine, port);
   if (kind == "ordinary") return bench::startOrdinary(engine, port);
   if (kind == "floor") return bench::startFloor(engine, port);
-  if (kind == "frames") return bench::startFrames(engine, port);
+  if (kind == "frames" || kind == "frames-acks") return bench::startFrames(engine, port);
   return bench::startPublisher(engine, port, kind);
 }
 
