@@ -2,8 +2,8 @@
 # would pull in the full Protocol Buffers library.
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
-# Abseil's parts require each other along so many paths that to follow them all would take a second for each of the
-# twenty questions that CMake asks; to this depth it finds the same libraries.
+# Abseil's parts require each other along so many paths that to follow them all takes a second for each of the twenty
+# questions that CMake asks. What is deeper than this, only Abseil itself calls.
 set(ENV{PKG_CONFIG_MAXIMUM_TRAVERSE_DEPTH} 7)
 pkg_check_modules(GRPC REQUIRED IMPORTED_TARGET grpc++_unsecure>=1.51 protobuf-lite>=3.21)
 
