@@ -26,8 +26,8 @@ int64_t nowNs() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-/// TCP acknowledges late to whoever sends. On the loopback interface it would then do so on the server's thread, within
-/// its next send; so it is told to acknowledge at once, as it does for clients that only receive.
+/// TCP delays the acknowledgements of a client that sends. This one has it acknowledge at once, as it does for clients
+/// that only receive, so that the client does the same work for every server.
 void reply(int socket, std::string_view bytes) {
   sendAll(socket, bytes);
   const int on = 1;
